@@ -1,0 +1,20 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qorbasic EXPORT qorbasicTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/qorbasic
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(QOR_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qorbasic)
+install(EXPORT qorbasicTargets NAMESPACE qorbasic:: DESTINATION ${QOR_CMAKE_DIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/qorbasicConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/qorbasicConfig.cmake INSTALL_DESTINATION ${QOR_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorbasicConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qorbasicConfig.cmake
+  ${PROJECT_BINARY_DIR}/qorbasicConfigVersion.cmake DESTINATION ${QOR_CMAKE_DIR})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/qorbasic.pc.in ${PROJECT_BINARY_DIR}/qorbasic.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qorbasic.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

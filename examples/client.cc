@@ -1,0 +1,3 @@
+#include <qorbasic/qorbasic.h>
+
+int main() { return 0; }

@@ -1,0 +1,271 @@
+// Logging of libqorbasic: levels, named sources, messages and emitters.
+//
+// A source is a named logger, got once per source file and kept; a log call
+// asks the source first and builds nothing when the level is filtered out:
+//
+//   static BasicLog::Source* log = BasicLog::make_logsource_instance(__FILE__);
+//   if (log->would_send(QOR_LOGLEVEL_WARN)) {
+//       BasicLog::LogMessageBuilder(log->receiver(), log->name().c_str(),
+//                                   QOR_LOGLEVEL_WARN, "connect failed",
+//                                   __FILE__, __func__)
+//           .add("host", host).addInt("port", port).addErrno();
+//   }
+//
+// The builder's destructor submits the message. Without any set-up every
+// message becomes one line on standard error, written on the calling thread:
+//
+//   [WARNING 2017-04-01 13:25:09.000123] connect failed: host=a port=80 errmsg=... errno=113
+//
+// Levels are pointers to seven constant records compared as pointers, in
+// severity order from QOR_LOGLEVEL_TRACE to QOR_LOGLEVEL_FATAL;
+// QOR_LOGLEVEL_DEFAULT is null ("no level of its own") and counts as INFO in
+// would_send(). The start level is INFO. Message texts are cut to 599
+// characters; values are printed as they are, not quoted.
+//
+// An emitter must not log: a log call made on a thread while that thread is
+// emitting is dropped rather than deadlocking on the log path.
+#ifndef QORBASIC_LOG_H
+#define QORBASIC_LOG_H
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "qorbasic/export.h"
+#include "qorbasic/lock.h"
+#include "qorbasic/text.h"
+
+struct qor_loglevel_impl {
+    int magic;  // 12345 in every record
+    int syslog_priority;
+    const char* short_name;
+    const char* full_name;
+    const char* alias;
+};
+
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_TRACE;
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_DEBUG;
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_INFO;
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_NOTICE;
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_WARN;
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_ERROR;
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_FATAL;
+QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_DEFAULT;
+
+QOR_C_API bool loglevel_is_valid(const qor_loglevel_impl* level);
+QOR_C_API const char* loglevel_shortname(const qor_loglevel_impl* level);
+QOR_C_API const char* loglevel_fullname(const qor_loglevel_impl* level);
+QOR_C_API int loglevel_to_syslog(const qor_loglevel_impl* level);
+QOR_C_API void set_default_loglevel(const qor_loglevel_impl* level);
+QOR_C_API const qor_loglevel_impl* get_default_loglevel();
+QOR_C_API bool logger_wouldSend(const qor_loglevel_impl* level);
+// Reads a level name ("WARN", "[ERROR ...", "E~", "critical"); never null,
+// INFO for anything it does not know.
+QOR_C_API const qor_loglevel_impl* parse_loglevel(const char* text);
+
+// Assertion failures. The default handler prints
+// "assert error, <file> line <n>, \"<message>\" \n" on standard error, logs
+// it, and raises SIGILL; it returns if the signal is ignored or handled.
+typedef void (*assert_failure_handler)(const char* file, int line, const char* message);
+QOR_C_API void invokeAssertFailure(const char* file, int line, const char* message);
+QOR_C_API void setAssertFailure(assert_failure_handler handler);
+QOR_API void defaultAssertFailure(const char* file, int line, const char* message);
+
+namespace qrsvc {
+// Common base of the objects that an actor hands out by name.
+class QOR_API ActorInterface {
+public:
+    virtual ~ActorInterface();
+};
+}  // namespace qrsvc
+
+namespace BasicLog {
+
+QOR_API extern const char* const LOGGERNAME_DAEMON;
+QOR_API extern const char* const LOGGERNAME_VEXCTL;
+QOR_API extern const char* const LOGGERNAME_PLUGIN;
+QOR_API extern const char* const LOGGERNAME_VEXCORE;
+QOR_API extern const char* const LOGGERNAME_BASICLIB;
+QOR_API extern const char* const LOGGERNAME_LOOM2;
+QOR_API extern const char* const LOGGERNAME_KELCOMMON;
+QOR_API extern const char* const LOGGERNAME_TABAPP;
+QOR_API extern const char* const LOGGERNAME_LOOMCLIENT;
+QOR_API extern const char* const LOGGERNAME_LOOMSERVER;
+QOR_API extern const char* const LOGGERNAME_TEST;
+QOR_API extern const char* const LOGGERNAME_OTHER;
+
+class QOR_API MessageHeaders {
+public:
+    MessageHeaders(const qor_loglevel_impl* level, const char* source_file, const char* function,
+                   const char* logger_name);
+    const qor_loglevel_impl* loglevel() const { return level_; }
+    long timestamp() const { return timestamp_; }
+    const char* sourceFile() const { return source_file_; }
+    const char* function() const { return function_; }
+    const char* loggerName() const { return logger_name_; }
+
+private:
+    const qor_loglevel_impl* level_;
+    long timestamp_;
+    const char* source_file_;
+    const char* function_;
+    const char* logger_name_;
+};
+
+class QOR_API MessageContent {
+public:
+    explicit MessageContent(const char* text);
+    void add(QRSTR const& name, QRSTR const& value);
+    int paramCount() const;
+    const std::string& paramName(int index) const;
+    const std::string& paramValue(int index) const;
+    const char* text() const { return text_; }
+
+private:
+    StringVector names_;
+    StringVector values_;
+    char text_[600];
+};
+
+class QOR_API LogMessage {
+public:
+    LogMessage(const char* text, const qor_loglevel_impl* level, const char* source_file,
+               const char* function, const char* logger_name);
+    void add(QRSTR const& name, QRSTR const& value) { content_.add(name, value); }
+    const MessageHeaders& headers() const { return headers_; }
+    const MessageContent& body() const { return content_; }
+
+private:
+    MessageHeaders headers_;
+    MessageContent content_;
+};
+
+// Takes ownership of each message handed to it.
+class QOR_API LogMessageProcessor {
+public:
+    virtual ~LogMessageProcessor();
+    virtual void processMessage(LogMessage* message) = 0;
+};
+
+// Composes one message; the destructor hands it to the processor.
+class QOR_API LogMessageBuilder {
+public:
+    LogMessageBuilder(LogMessageProcessor& processor, const char* logger_name,
+                      const qor_loglevel_impl* level, const char* text, const char* source_file,
+                      const char* function);
+    ~LogMessageBuilder();
+    LogMessageBuilder(const LogMessageBuilder&) = delete;
+    LogMessageBuilder& operator=(const LogMessageBuilder&) = delete;
+
+    LogMessageBuilder& add(const char* name, QRSTR const& value);
+    LogMessageBuilder& addInt(const char* name, long value);
+    LogMessageBuilder& addHex(const char* name, unsigned value);
+    LogMessageBuilder& addBool(const char* name, bool value);
+    LogMessageBuilder& addHost(const char* name, QRSTR const& host, int port);
+    LogMessageBuilder& addPtr(const char* name, const void* p);
+    LogMessageBuilder& addTimestamp(const char* name, long ticks);
+    LogMessageBuilder& addWide(const char* name, const wchar_t* text);
+    LogMessageBuilder& addErrno();
+    LogMessageBuilder& addProcessStatus(int status);
+
+private:
+    LogMessageProcessor& processor_;
+    LogMessage* message_;
+};
+
+// A named logger with a level. Sources live until the process ends.
+class QOR_API Source {
+public:
+    Source(LogMessageProcessor& receiver, const char* name,
+           const qor_loglevel_impl* default_level);
+    Source(const Source&) = delete;
+    Source& operator=(const Source&) = delete;
+
+    const std::string& name() const { return name_; }
+    LogMessageProcessor& receiver() { return *receiver_; }
+    const qor_loglevel_impl* effective_log_level() const;
+    bool would_send(const qor_loglevel_impl* level) const;
+    void set_default_level(const qor_loglevel_impl* level);
+    // The source's own level, which takes precedence over the default;
+    // QOR_LOGLEVEL_DEFAULT gives the source back to the default level.
+    void set_own_level(const qor_loglevel_impl* level);
+
+private:
+    std::string name_;
+    LogMessageProcessor* receiver_;
+    mutable PortableMutex mutex_;
+    // Written under mutex_; read without it, so that a filtered-out call
+    // costs no more than two loads and a compare.
+    std::atomic<const qor_loglevel_impl*> own_level_;
+    std::atomic<const qor_loglevel_impl*> default_level_;
+};
+
+class MessageContent;
+
+// An output for finished messages. Subclasses choose their text forms by
+// overriding formatHeaders/formatContent and their output by send_one_line.
+class QOR_API Emitter : public qrsvc::ActorInterface {
+public:
+    ~Emitter() override;
+    virtual void formatHeaders(std::string& out, const MessageHeaders& headers) const;
+    virtual void formatContent(std::string& out, const MessageContent& content) const;
+    virtual void processMessage(const LogMessage& message);
+    virtual void send_one_line(const qor_loglevel_impl* level, const std::string& headers,
+                               const std::string& content) = 0;
+    virtual const char* emitter_type() const = 0;
+};
+
+class QOR_API StderrEmitter : public Emitter {
+public:
+    ~StderrEmitter() override;
+    void send_one_line(const qor_loglevel_impl* level, const std::string& headers,
+                       const std::string& content) override;
+    const char* emitter_type() const override;
+};
+
+QOR_API void standard_format_headers(std::string& out, const MessageHeaders& headers);
+QOR_API void standard_format_content(std::string& out, const MessageContent& content);
+QOR_API void stderr_emitter(const qor_loglevel_impl* level, const std::string& headers,
+                            const std::string& content);
+
+QOR_API Source* make_logsource_instance(const char* name);
+QOR_API Source* find_logsource(const char* name);
+QOR_API void logsource_instance_list(StringVector& out);
+QOR_API void add_early_emitter(Emitter* emitter);
+
+}  // namespace BasicLog
+
+// The registry of sources and the taker of every finished message.
+class QOR_API LogInput : public BasicLog::LogMessageProcessor {
+public:
+    explicit LogInput(const qor_loglevel_impl* level);
+    ~LogInput() override;
+
+    void processMessage(BasicLog::LogMessage* message) override;
+    BasicLog::Source* make_source(const char* name);
+    BasicLog::Source* find_source(const char* name);
+    int find_source(const char* name, ScopedLock& proof);
+    void list_sources(StringVector& out);
+    void add_emitter(BasicLog::Emitter* emitter);
+    void setLogLevel(const qor_loglevel_impl* level);
+    const qor_loglevel_impl* getLogLevel() const;
+
+private:
+    mutable PortableMutex mutex_;
+    std::vector<BasicLog::Source*> sources_;
+    const qor_loglevel_impl* default_level_;
+    BasicLog::Emitter* early_emitter_;
+};
+
+// The process-wide holder of the logging state.
+class QOR_API LoggerGlobals {
+public:
+    static LoggerGlobals& instance();
+    LogInput* input_side();
+
+private:
+    LoggerGlobals();
+    LogInput input_;
+};
+
+#endif  // QORBASIC_LOG_H

@@ -1,0 +1,24 @@
+// libqorbasic, everything at once: include this header, or the one header
+// of the family you need.
+#ifndef QORBASIC_QORBASIC_H
+#define QORBASIC_QORBASIC_H
+
+#include "qorbasic/export.h"
+#include "qorbasic/lock.h"
+#include "qorbasic/text.h"
+#include "qorbasic/guards.h"
+#include "qorbasic/strings.h"
+#include "qorbasic/numbers.h"
+#include "qorbasic/url.h"
+#include "qorbasic/status.h"
+#include "qorbasic/threads.h"
+#include "qorbasic/log.h"
+#include "qorbasic/timeutils.h"
+#include "qorbasic/files.h"
+#include "qorbasic/config.h"
+#include "qorbasic/profiles.h"
+#include "qorbasic/json.h"
+#include "qorbasic/json_validator.h"
+#include "qorbasic/net.h"
+
+#endif  // QORBASIC_QORBASIC_H

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Installs a built tree into a temporary prefix and builds a small client
+# against it twice: through find_package(qorbasic) and through pkg-config.
+#   scripts/check-install.sh BUILD_DIR
+set -euo pipefail
+build=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+cmake --install "$build" --prefix "$prefix" >/dev/null
+
+test -L "$prefix/lib/libqorbasic.so.0" || { echo "lib/libqorbasic.so.0 is not a link"; exit 1; }
+test -f "$prefix/include/qorbasic/qorbasic.h"
+test -f "$prefix/lib/pkgconfig/qorbasic.pc"
+
+mkdir -p "$work/client"
+cat > "$work/client/main.cc" <<'CC'
+#include <qorbasic/qorbasic.h>
+#include <cstdio>
+int main() {
+    BasicLog::Source* log = BasicLog::make_logsource_instance("installed_client.cc");
+    std::printf("%s %d\n", log->name().c_str(), log->would_send(QOR_LOGLEVEL_DEBUG) ? 1 : 0);
+    return cased_equals(log->name(), "installed_client") ? 0 : 1;
+}
+CC
+cat > "$work/client/CMakeLists.txt" <<'CM'
+cmake_minimum_required(VERSION 3.16)
+project(installed_client CXX)
+set(CMAKE_CXX_STANDARD 17)
+find_package(qorbasic REQUIRED)
+add_executable(client main.cc)
+target_link_libraries(client PRIVATE qorbasic::qorbasic)
+CM
+cmake -S "$work/client" -B "$work/client/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/client/build" >/dev/null
+out=$(LD_LIBRARY_PATH="$prefix/lib" "$work/client/build/client")
+[ "$out" = "installed_client 0" ] || { echo "find_package client printed: $out"; exit 1; }
+
+flags=$(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs qorbasic)
+g++ "$work/client/main.cc" $flags -o "$work/client/pc_client"
+out=$(LD_LIBRARY_PATH="$prefix/lib" "$work/client/pc_client")
+[ "$out" = "installed_client 0" ] || { echo "pkg-config client printed: $out"; exit 1; }
+echo "install: find_package and pkg-config clients run"
