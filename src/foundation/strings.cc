@@ -1,9 +1,10 @@
 #include "qorbasic/strings.h"
 
 #include <cctype>
-#include <cstdint>
 #include <cstring>
 #include <cwchar>
+
+#include "foundation/text_alias.h"
 
 int limited_string_length(QRSTR const& text, int limit) {
     return text.length() < limit ? text.length() : limit;
@@ -231,12 +232,9 @@ std::string& join_string(std::string& out, QRSTR const& p1, QRSTR const& p2, QRS
     // the result is built aside, since clearing `out` would destroy it.
     size_t total = 0;
     bool aliased = false;
-    const uintptr_t begin = reinterpret_cast<uintptr_t>(out.data());
-    const uintptr_t end = begin + out.capacity();
     for (const QRSTR* part : parts) {
         total += static_cast<size_t>(part->length());
-        const uintptr_t at = reinterpret_cast<uintptr_t>(part->ptr());
-        aliased = aliased || (at >= begin && at <= end);
+        aliased = aliased || text_views(*part, out);
     }
     std::string local;
     std::string& target = aliased ? local : out;
