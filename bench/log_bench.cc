@@ -52,7 +52,7 @@ void qor_filtered(benchmark::State& state) {
             BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
                                         QOR_LOGLEVEL_DEBUG, "connect failed", __FILE__, __func__)
                 .add("errmsg", "No route to host")
-                .add("errno", 113)
+                .addInt("errno", 113)
                 .add("host", "example.org");
         }
         benchmark::ClobberMemory();
@@ -68,7 +68,7 @@ void qor_line(benchmark::State& state) {
             BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
                                         QOR_LOGLEVEL_WARN, "connect failed", __FILE__, __func__)
                 .add("errmsg", "No route to host")
-                .add("errno", 113)
+                .addInt("errno", 113)
                 .add("host", "example.org");
         }
     }
