@@ -28,7 +28,7 @@ PacketParts::PacketParts(char* data_, int length_)
       proto255(nullptr) {
     if (length <= 0 || data == nullptr) {
         if (length > 0) {
-            QOR_LOG(QOR_LOGLEVEL_ERROR, "packet bytes missing").addInt("length", length);
+            QOR_LOG(QOR_LOGLEVEL_ERROR, "packet bytes missing").add("length", length);
         }
         data = nullptr;
         length = 0;
@@ -49,8 +49,8 @@ PacketParts::PacketParts(char* data_, int length_)
     if (header_length < MIN_IPV4_HEADER) {
         // Where the header ends is unknown, so no payload or transport part.
         QOR_LOG(QOR_LOGLEVEL_ERROR, "invalid packet header length")
-            .addInt("header_length", header_length)
-            .addInt("length", length);
+            .add("header_length", header_length)
+            .add("length", length);
         return;
     }
     ip_payload = part(header_length);

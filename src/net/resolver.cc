@@ -44,7 +44,7 @@ int StrToAddr(const std::string& text, sockaddr* out) {
     if (rc != 0) {
         NETWORK_UTILS_WARN("NetworkUtils::StrToAddr failed", "StrToAddr")
             .add("query", text)
-            .addInt("rc", rc)
+            .add("rc", rc)
             .add("msg", gai_strerror(rc));
         return rc;
     }
