@@ -145,7 +145,7 @@ QOR_API CommandResult copyFile(const QRSTR& source, const QRSTR& dest, bool over
 // process (not the link's own directory); a dangling link goes to `others`,
 // a link that cannot be read to no list.
 class QOR_API DirectoryContents {
-public:
+  public:
     explicit DirectoryContents(const QRSTR& path);
     DirectoryContents(const DirectoryContents&) = delete;
     DirectoryContents& operator=(const DirectoryContents&) = delete;
@@ -176,15 +176,12 @@ QOR_API std::string& makeTempFilename(std::string& out, const QRSTR& name);
 QOR_API std::string& makeLockFilename(std::string& out, const QRSTR& name);
 // Joins the parts that have text with "/", without doubling a "/" at a
 // joint: join_filename(out, "/opt/", "x", "y") is "/opt/x/y".
-QOR_API std::string& join_filename(std::string& out, const QRSTR& p1, const QRSTR& p2,
-                                   const QRSTR& p3 = QRSTR::empty(),
-                                   const QRSTR& p4 = QRSTR::empty(),
-                                   const QRSTR& p5 = QRSTR::empty(),
-                                   const QRSTR& p6 = QRSTR::empty(),
-                                   const QRSTR& p7 = QRSTR::empty(),
-                                   const QRSTR& p8 = QRSTR::empty(),
-                                   const QRSTR& p9 = QRSTR::empty(),
-                                   const QRSTR& p10 = QRSTR::empty());
+QOR_API std::string& join_filename(
+    std::string& out, const QRSTR& p1, const QRSTR& p2, const QRSTR& p3 = QRSTR::empty(),
+    const QRSTR& p4 = QRSTR::empty(), const QRSTR& p5 = QRSTR::empty(),
+    const QRSTR& p6 = QRSTR::empty(), const QRSTR& p7 = QRSTR::empty(),
+    const QRSTR& p8 = QRSTR::empty(), const QRSTR& p9 = QRSTR::empty(),
+    const QRSTR& p10 = QRSTR::empty());
 // Makes and opens ("w+", mode 0644) a new file named `prefix` + ".XXXXXX".
 // On success `name` is its path; the caller closes the stream and removes
 // the file. Null after 11 failed attempts, `name` untouched.
@@ -196,7 +193,7 @@ QOR_API FILE* makeUniqueFile(const QRSTR& prefix, std::string& name);
 // directory missing or not writable, wait interrupted by a signal). The lock
 // file exists only while the lock is held.
 class QOR_API ScopedFileLock {
-public:
+  public:
     explicit ScopedFileLock(const std::string& path);
     ~ScopedFileLock();
     ScopedFileLock(const ScopedFileLock&) = delete;

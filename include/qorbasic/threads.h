@@ -33,7 +33,7 @@
 // The test that waitUntil polls. It runs on the waiting thread and does its
 // own locking.
 class QOR_API Predicate0 {
-public:
+  public:
     virtual ~Predicate0();
     virtual bool predicate0() const = 0;
 };
