@@ -26,6 +26,21 @@ struct ParseCase {
     const char* comment;
 };
 
+// Names the parameter by its line, with control characters spelled out.
+void PrintTo(const ParseCase& c, std::ostream* os) {
+    *os << "sep " << (c.separator == '\t' ? std::string("TAB") : std::string(1, c.separator))
+        << " line ";
+    for (const char* p = c.line; *p != '\0'; ++p) {
+        if (*p == '\t') {
+            *os << "\\t";
+        } else if (*p == '\r') {
+            *os << "\\r";
+        } else {
+            *os << *p;
+        }
+    }
+}
+
 class ParseConfigLine : public ::testing::TestWithParam<ParseCase> {};
 
 TEST_P(ParseConfigLine, SplitsKeyValueAndComment) {
@@ -225,7 +240,9 @@ TEST_F(ConfigFile, ChangedSettingRewritesEverySettingInNormalForm) {
 }
 
 TEST_F(ConfigFile, UnchangedSettingsLeaveBytesAndModificationTime) {
-    copy_fixture("mixed.conf");
+    write_text(path_,
+               "# head\n   # indented\n\nname = \"two words\"   # who\n  other : x\n"
+               "empty=\ndup = 1\ndup=1\n\n");
     const std::string before = read_text(path_);
     age_file();
     const time_t aged = mtime();
@@ -233,6 +250,16 @@ TEST_F(ConfigFile, UnchangedSettingsLeaveBytesAndModificationTime) {
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, read_config(), '='));
     EXPECT_EQ(before, read_text(path_));
     EXPECT_EQ(aged, mtime());
+}
+
+// Two lines of one key that disagree differ from any map, so the file is
+// rewritten even for the very map that getConfig read from it.
+TEST_F(ConfigFile, DuplicateKeyWithDisagreeingLinesIsAlwaysRewritten) {
+    write_text(path_, "dup = first\ndup=second\n");
+    ConfigMap config = read_config();
+    EXPECT_EQ((ConfigMap{{"dup", "second"}}), config);
+    ASSERT_TRUE(ConfigUtils::writeConfig(path_, config, '='));
+    EXPECT_EQ("dup=second\ndup=second\n", read_text(path_));
 }
 
 TEST_F(ConfigFile, CrLfFileIsRewrittenWithLineFeeds) {
