@@ -29,8 +29,8 @@ ConfigMap make_state(int writer, int variant) {
     const int keys = 150 + 40 * writer + 20 * variant;
     for (int k = 0; k < keys; ++k) {
         state["key" + std::to_string(k)] = "writer" + std::to_string(writer) + "-variant" +
-                                          std::to_string(variant) + "-" +
-                                          std::string(20 + k % 7, 'x');
+                                           std::to_string(variant) + "-" +
+                                           std::string(20 + k % 7, 'x');
     }
     return state;
 }
@@ -94,9 +94,9 @@ TEST(ConfigConcurrency, ReadersUnderTheLockSeeOnlyCompleteStates) {
         ASSERT_TRUE(WIFEXITED(status));
         const bool writer = i < static_cast<std::size_t>(kWriters);
         EXPECT_EQ(0, WEXITSTATUS(status))
-            << (writer ? "a writer failed to write"
-                       : WEXITSTATUS(status) == 2 ? "a reader saw a torn file"
-                                                  : "a reader failed to read");
+            << (writer                     ? "a writer failed to write"
+                : WEXITSTATUS(status) == 2 ? "a reader saw a torn file"
+                                           : "a reader failed to read");
     }
 
     ConfigMap last;

@@ -67,8 +67,7 @@ INSTANTIATE_TEST_SUITE_P(
         ParseCase{"a = 1", '=', true, "a", "1", ""},
         ParseCase{"a=1   # one", '=', true, "a", "1", " # one"},
         ParseCase{"  key\t=  spaced value \t#  c  ", '=', true, "key", "spaced value", " #  c  "},
-        ParseCase{"a=1 #", '=', true, "a", "1", " #"},
-        ParseCase{"a=1\r", '=', true, "a", "1", ""},
+        ParseCase{"a=1 #", '=', true, "a", "1", " #"}, ParseCase{"a=1\r", '=', true, "a", "1", ""},
         ParseCase{"=v", '=', true, "", "v", ""}, ParseCase{"a=", '=', true, "a", "", ""},
         ParseCase{"a=b=c", '=', true, "a", "b=c", ""},
         // A '#' right behind the separator belongs to the value.
@@ -76,19 +75,16 @@ INSTANTIATE_TEST_SUITE_P(
         ParseCase{"a=#x # note", '=', true, "a", "#x # note", ""},
         ParseCase{"a= #x", '=', true, "a", "", " #x"},
         // Quotes: one matching outer pair goes, nothing else.
-        ParseCase{"a=\"\"", '=', true, "a", "", ""},
-        ParseCase{"a=\"", '=', true, "a", "\"", ""},
+        ParseCase{"a=\"\"", '=', true, "a", "", ""}, ParseCase{"a=\"", '=', true, "a", "\"", ""},
         ParseCase{"a='x\"", '=', true, "a", "'x\"", ""},
         ParseCase{"a=''x''", '=', true, "a", "'x'", ""},
         ParseCase{"a = \" x y \" # c", '=', true, "a", " x y ", " # c"},
         ParseCase{"a=\"x#y\"", '=', true, "a", "\"x", " #y\""},
         // The separator argument.
         ParseCase{"url: http://host:80/", ':', true, "url", "http://host:80/", ""},
-        ParseCase{"a=b:c", ':', true, "a=b", "c", ""},
-        ParseCase{"a\tb", '\t', true, "a", "b", ""},
+        ParseCase{"a=b:c", ':', true, "a=b", "c", ""}, ParseCase{"a\tb", '\t', true, "a", "b", ""},
         // Comments, other text and blank lines are no settings.
-        ParseCase{"x # a=1", '=', false, "", "", ""},
-        ParseCase{"# a=1", '=', false, "", "", ""},
+        ParseCase{"x # a=1", '=', false, "", "", ""}, ParseCase{"# a=1", '=', false, "", "", ""},
         ParseCase{"no separator here", '=', false, "", "", ""},
         ParseCase{"a=1", ':', false, "", "", ""}, ParseCase{"", '=', false, "", "", ""},
         ParseCase{" \t \r", '=', false, "", "", ""}));
@@ -148,7 +144,7 @@ TEST(GetConfigStream, StreamThatIsNotGoodIsAFailure) {
 }
 
 class ConfigFile : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         qortest::use_test_lock_dir();
         ASSERT_FALSE(dir_.path().empty());
@@ -381,9 +377,8 @@ TEST_F(ConfigFile, GetIntValueFallsBackToTheDefault) {
     const struct {
         const char* key;
         int expected;
-    } cases[] = {{"missing", 7}, {"empty", 7},  {"letters", 7},
-                 {"mixed", 12},  {"signed", -3}, {"huge", 7},
-                 {"low", -2147483647 - 1}};
+    } cases[] = {{"missing", 7}, {"empty", 7}, {"letters", 7},          {"mixed", 12},
+                 {"signed", -3}, {"huge", 7},  {"low", -2147483647 - 1}};
     for (const auto& c : cases) {
         EXPECT_EQ(c.expected, ConfigUtils::getConfigValue(path_, c.key, 7)) << c.key;
     }

@@ -19,11 +19,11 @@ namespace qortest {
 // A directory made by mkdtemp under $TMPDIR or /tmp, removed with all its
 // content when the object goes.
 class TempDir {
-public:
+  public:
     TempDir() {
         const char* base = getenv("TMPDIR");
-        std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
-                              "/qorconfig.XXXXXX";
+        std::string pattern =
+            std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/qorconfig.XXXXXX";
         if (mkdtemp(&pattern[0]) != nullptr) {
             path_ = pattern;
         }
@@ -48,7 +48,7 @@ public:
     const std::string& path() const { return path_; }
     std::string file(const std::string& name) const { return path_ + "/" + name; }
 
-private:
+  private:
     std::string path_;
 };
 
