@@ -17,8 +17,8 @@ constexpr std::size_t kLongestLine = 10000000;
 // ends at a line feed, or at a carriage return that is the last byte of a
 // 499-byte chunk. A line that would outgrow `max_size` gives 0 as if the
 // file had ended there: the caller stops, with what it read so far.
-// Chunks are read with fgets, so a NUL byte in the file ends what is kept
-// of that chunk.
+// Chunks are read with fgets, which tells no length: a NUL byte in the file
+// drops the rest of its chunk, a line end in it included.
 int read_file_line(std::string& buffer, FILE* stream, std::size_t max_size);
 
 }  // namespace internal

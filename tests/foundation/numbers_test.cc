@@ -5,55 +5,38 @@
 #include <cerrno>
 #include <string>
 
-TEST(ParseDecimalTest, Decimal32AcceptsOnlyWholeTextsInRange) {
-    struct Case {
-        std::string text;
-        bool ok;
-        int value;
-    };
-    const Case cases[] = {
-        {"", false, 0},
-        {"  42", true, 42},
-        {"42 ", false, 0},
-        {"42x", false, 0},
-        {"+7", true, 7},
-        {"-0", true, 0},
-        {"2147483647", true, 2147483647},
-        {"2147483648", false, 0},
-        {"-2147483648", true, -2147483647 - 1},
-        {"-2147483649", false, 0},
-        {"0x10", false, 0},
-        {"-", false, 0},
-        {" ", false, 0},
-        {"99999999999999999999", false, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE("'" + c.text + "'");
-        int out = 12345;
-        EXPECT_EQ(parse_decimal32(out, c.text), c.ok);
-        EXPECT_EQ(out, c.value);
-    }
-}
-
-TEST(ParseDecimalTest, Decimal64ClampsOnOverflowAndZeroesOnFailure) {
+TEST(ParseDecimalTest, AcceptsWholeTextsInRangeAndZeroesOutputOtherwise) {
     struct Case {
         const char* text;
-        bool ok;
-        long value;
+        bool ok32;
+        int value32;
+        bool ok64;
+        long value64;
     };
+    const long max64 = 9223372036854775807L;
     const Case cases[] = {
-        {"9223372036854775807", true, 9223372036854775807L},
-        {"9223372036854775808", true, 9223372036854775807L},
-        {"-9223372036854775809", true, -9223372036854775807L - 1},
-        {"\t-12", true, -12},
-        {"12.5", false, 0},
-        {"abc", false, 0},
+        {"", false, 0, false, 0},
+        {"  42", true, 42, true, 42},
+        {"42 ", false, 0, false, 0},
+        {"42x", false, 0, false, 0},
+        {"+7", true, 7, true, 7},
+        {"2147483647", true, 2147483647, true, 2147483647L},
+        {"2147483648", false, 0, true, 2147483648L},
+        {"-2147483648", true, -2147483647 - 1, true, -2147483648L},
+        {"-2147483649", false, 0, true, -2147483649L},
+        {"0x10", false, 0, false, 0},
+        {"-", false, 0, false, 0},
+        {"9223372036854775808", false, 0, true, max64},  // clamped, not failed
+        {"-9223372036854775809", false, 0, true, -max64 - 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
-        long out = 12345;
-        EXPECT_EQ(parse_decimal64(out, c.text), c.ok);
-        EXPECT_EQ(out, c.value);
+        int out32 = 12345;
+        long out64 = 12345;
+        EXPECT_EQ(parse_decimal32(out32, c.text), c.ok32);
+        EXPECT_EQ(out32, c.value32);
+        EXPECT_EQ(parse_decimal64(out64, c.text), c.ok64);
+        EXPECT_EQ(out64, c.value64);
     }
 }
 
@@ -75,14 +58,12 @@ TEST(ParseHexTest, SignedConversionClampsAndWrapsNegatives) {
     const Case cases[] = {
         {"10", true, 16, true, 16},
         {"0x10", true, 16, true, 16},
-        {"0XfF", true, 255, true, 255},
         {"FFFFFFFF", true, 0xFFFFFFFFul, true, 0xFFFFFFFFu},
         {"100000000", true, 0x100000000ul, false, 0},
         {"ffffffffffffffff", true, 0x7FFFFFFFFFFFFFFFul, false, 0},
         {"-1", true, 0xFFFFFFFFFFFFFFFFul, false, 0},
         {"", false, 0, false, 0},
-        {"g", false, 0, false, 0},
-        {"1f ", false, 0, false, 0},
+        {"1g", false, 0, false, 0},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -96,41 +77,30 @@ TEST(ParseHexTest, SignedConversionClampsAndWrapsNegatives) {
 }
 
 TEST(ParseBoolTest, AcceptsEightWordsInAnyCaseAndNothingElse) {
-    struct Case {
-        const char* text;
-        bool ok;
-        bool value;
-    };
-    const Case cases[] = {
-        {"true", true, true}, {"TRUE", true, true},    {"Yes", true, true},     {"1", true, true},
-        {"oN", true, true},   {"false", true, false},  {"no", true, false},     {"0", true, false},
-        {"Off", true, false}, {" true", false, false}, {"true ", false, false}, {"2", false, false},
-        {"", false, false},   {"y", false, false},     {"truth", false, false},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        bool out = !c.value;
-        EXPECT_EQ(parse_bool(out, c.text), c.ok);
-        EXPECT_EQ(out, c.value);
+    for (const char* yes : {"true", "TRUE", "Yes", "1", "oN"}) {
+        bool out = false;
+        EXPECT_TRUE(parse_bool(out, yes) && out) << yes;
+    }
+    for (const char* no : {"false", "no", "0", "Off"}) {
+        bool out = true;
+        EXPECT_TRUE(parse_bool(out, no) && !out) << no;
+    }
+    for (const char* bad : {" true", "true ", "2", "", "y", "truth"}) {
+        bool out = true;
+        EXPECT_FALSE(parse_bool(out, bad)) << bad;
+        EXPECT_FALSE(out) << bad;
     }
 }
 
-TEST(RenderTest, HexRenderersWriteFixedWidthAndReplaceOutput) {
+TEST(RenderTest, RenderersReplaceOutputWithFixedWidthHex) {
     std::string out = "stale text";
     EXPECT_EQ(render_hex8(out, 0x0A, true), "0a");
     EXPECT_EQ(render_hex8(out, 0x0A, false), "0A");
     EXPECT_EQ(render_hex16(out, 0xBEEF, true), "beef");
     EXPECT_EQ(render_hex32(out, 1, false), "00000001");
     EXPECT_EQ(render_hex64(out, 0xFEDCBA9876543210ul, false), "FEDCBA9876543210");
-    EXPECT_EQ(render_hex64(out, 0, true), "0000000000000000");
-}
-
-TEST(RenderTest, DecimalAndBoolRenderersReplaceOutput) {
-    std::string out = "stale text";
     EXPECT_EQ(render_decimal32(out, -2147483647 - 1), "-2147483648");
-    EXPECT_EQ(render_decimal32(out, 0), "0");
     EXPECT_EQ(render_decimal64(out, -9223372036854775807L - 1), "-9223372036854775808");
-    EXPECT_EQ(render_bool(out, true), "true");
     EXPECT_EQ(render_bool(out, false), "false");
 }
 
@@ -139,12 +109,10 @@ TEST(RenderTest, RenderBytesAppendsWithOptionalSeparator) {
     std::string out = "mac=";
     render_bytes(out, bytes, 2, false, ':');
     EXPECT_EQ(out, "mac=01:AB");
-    out.clear();
     render_bytes(out, bytes, 2, true, '\0');
-    EXPECT_EQ(out, "01ab");
     render_bytes(out, bytes, 0, true, ':');
     render_bytes(out, bytes, -3, true, ':');
-    EXPECT_EQ(out, "01ab");
+    EXPECT_EQ(out, "mac=01:AB01ab");
 }
 
 TEST(DigitTest, SingleDigitConversionsRejectOutOfRange) {

@@ -38,22 +38,13 @@ TEST(StatusTest, ClassByteDecidesPredicatesAndFallbackText) {
     }
 }
 
-TEST(StatusTest, LibraryCodesHaveTheirOwnTexts) {
+TEST(StatusTest, LibraryCodesHaveTheirOwnTextsWhateverTheirClass) {
     EXPECT_STREQ(status_string(STATUS_SUCCESS), "success");
-    EXPECT_STREQ(status_string(STATUS_SUCCESS_WARNINGS), "success with warnings");
-    EXPECT_STREQ(status_string(STATUS_INVALID_ARGUMENT), "invalid argument");
-    EXPECT_STREQ(status_string(STATUS_AUTHENTICATION_ERROR),
-                 "authentication error (vexctl requires sudo for this command)");
     EXPECT_STREQ(status_string(STATUS_UNLINK_DIR_FAILED), "stdlib error: unlink(directory)");
-    EXPECT_STREQ(status_string(STATUS_SYSTEM_FAILED), "stdlib error: system");
     EXPECT_STREQ(status_string(STATUS_INTERNAL_ERROR), "internal error");
-    EXPECT_FALSE(is_success(STATUS_INTERNAL_ERROR));
-    EXPECT_FALSE(is_error(STATUS_INTERNAL_ERROR));
-}
-
-TEST(StatusTest, ZeroIsSuccessClassButInvalid) {
+    EXPECT_FALSE(is_success(STATUS_INTERNAL_ERROR) || is_error(STATUS_INTERNAL_ERROR));
+    // 0 has the success class but a text of its own.
     EXPECT_TRUE(is_success(STATUS_INVALID));
-    EXPECT_FALSE(is_error(STATUS_INVALID));
     EXPECT_STREQ(status_string(STATUS_INVALID), "invalid status code");
 }
 
@@ -109,20 +100,13 @@ TEST(StatusTranslatorTest, NullTranslatorIsIgnored) {
 }
 
 TEST(CommandResultTest, CopiesTextsAndAppliesPredicates) {
-    CommandResult plain(STATUS_SUCCESS);
-    EXPECT_TRUE(plain.is_success());
-    EXPECT_FALSE(plain.is_error());
-    EXPECT_TRUE(plain.subject.empty());
-    EXPECT_TRUE(plain.operation.empty());
-
     std::string path = "/tmp/x";
     CommandResult failed(STATUS_COPYFILE_FAILED, path, "copyFile");
     path = "changed";
     EXPECT_EQ(failed.subject, "/tmp/x");
     EXPECT_EQ(failed.operation, "copyFile");
     EXPECT_TRUE(failed.is_error());
-
     CommandResult internal = STATUS_INTERNAL_ERROR;
-    EXPECT_FALSE(internal.is_success());
-    EXPECT_FALSE(internal.is_error());
+    EXPECT_TRUE(internal.subject.empty() && internal.operation.empty());
+    EXPECT_FALSE(internal.is_success() || internal.is_error());
 }
