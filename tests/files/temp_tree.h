@@ -16,6 +16,8 @@
 #include <sstream>
 #include <string>
 
+#include "qorbasic/files.h"
+
 namespace files_test {
 
 // A fresh directory from mkdtemp under $TMPDIR or /tmp; the destructor
@@ -111,13 +113,18 @@ inline int run_unprivileged(const std::function<bool()>& body) {
 
 // The temporary and lock directories of the test process. They are read
 // from QOR_TMP_DIR and QOR_LOCK_DIR once per process, so the environment set
-// in set_up_test_directories() must be in place before the first use.
+// in SetUp() must be in place before the first use.
 class TestDirectories : public testing::Environment {
   public:
     void SetUp() override {
         tree_ = new TempTree;
         setenv("QOR_TMP_DIR", tmp_dir().c_str(), 1);
         setenv("QOR_LOCK_DIR", lock_dir().c_str(), 1);
+        // First use fills the caches and makes both directories, before any
+        // test forks or reaches a lock file without going through them.
+        std::string ignored;
+        FileUtils::tempdir_path(ignored);
+        FileUtils::lockdir_path(ignored);
     }
     void TearDown() override {
         delete tree_;
