@@ -128,8 +128,17 @@ public:
     const char* text() const { return text_; }
 
 private:
-    StringVector names_;
-    StringVector values_;
+    // The first parameters live inline, so that a usual message makes no
+    // allocation per parameter; the rest go to the overflow list.
+    static constexpr int kInlineParams = 6;
+    struct Param {
+        std::string name;
+        std::string value;
+    };
+    int count_ = 0;
+    Param inline_[kInlineParams];
+    std::vector<Param> overflow_;
+    std::string none_;
     char text_[600];
 };
 

@@ -15,21 +15,31 @@ MessageContent::MessageContent(const char* text) {
     string_copy(text_, sizeof text_, text);
 }
 
+// Each text is kept up to its first NUL, as a StringVector keeps it.
 void MessageContent::add(QRSTR const& name, QRSTR const& value) {
-    names_.append(name);
-    values_.append(value);
+    const char* name_text = name.ptr() != nullptr ? name.ptr() : "";
+    const char* value_text = value.ptr() != nullptr ? value.ptr() : "";
+    if (count_ < kInlineParams) {
+        inline_[count_].name.assign(name_text);
+        inline_[count_].value.assign(value_text);
+    } else {
+        overflow_.push_back(Param{name_text, value_text});
+    }
+    ++count_;
 }
 
 int MessageContent::paramCount() const {
-    return names_.size();
+    return count_;
 }
 
 const std::string& MessageContent::paramName(int index) const {
-    return names_.fetch(index);
+    if (index < 0 || index >= count_) return none_;
+    return index < kInlineParams ? inline_[index].name : overflow_[index - kInlineParams].name;
 }
 
 const std::string& MessageContent::paramValue(int index) const {
-    return values_.fetch(index);
+    if (index < 0 || index >= count_) return none_;
+    return index < kInlineParams ? inline_[index].value : overflow_[index - kInlineParams].value;
 }
 
 LogMessage::LogMessage(const char* text, const qor_loglevel_impl* level, const char* source_file,

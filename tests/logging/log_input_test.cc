@@ -144,6 +144,16 @@ TEST_F(LogInputTest, StandardContentForm) {
         {"twice", {{"k", "1"}, {"k", "2"}}, "twice: k=1 k=2"},
         {"spaces stay", {{"v", "a b=c"}}, "spaces stay: v=a b=c"},
         {long_text, {}, std::string(599, 'x')},
+        {"many",
+         {{"a", "1"},
+          {"b", "2"},
+          {"c", "3"},
+          {"d", "4"},
+          {"e", "5"},
+          {"f", "6"},
+          {"g", "7"},
+          {"h", "8"}},
+         "many: a=1 b=2 c=3 d=4 e=5 f=6 g=7 h=8"},
     };
     for (const Case& c : cases) {
         lines_.clear();
