@@ -139,6 +139,8 @@ bool JsonParser::parseMember(unsigned int& pos, JsonHash& hash, unsigned int dep
     return pos < limit_ && (text_[pos] == ',' || text_[pos] == '}');
 }
 
+// Elements gather on the parser's stack of pending nodes and move into the
+// array in one allocation of the right size when its closing bracket is seen.
 JsonArray* JsonParser::parseArray(unsigned int& pos, unsigned int depth) const {
     if (pos >= limit_ || text_[pos] != '[') return nullptr;
     std::unique_ptr<JsonArray> array(new JsonArray);
@@ -148,22 +150,35 @@ JsonArray* JsonParser::parseArray(unsigned int& pos, unsigned int depth) const {
         ++pos;
         return array.release();
     }
-    JsonArray::Elements& elements = array->elements_;
+    const size_t mark = pending_.size();
     for (;;) {
         std::unique_ptr<JsonNode> value(parseValue(pos, depth));
-        if (!value) return nullptr;
-        elements.push_back(value.get());
+        if (!value) break;
+        pending_.push_back(value.get());
         value.release();
         skipWhiteSpace(pos);
-        if (pos >= limit_) return nullptr;
+        if (pos >= limit_) break;
         if (text_[pos] == ']') {
             ++pos;
+            array->elements_.assign(pending_.begin() + mark, pending_.end());
+            pending_.resize(mark);
             return array.release();
         }
-        if (text_[pos] != ',') return nullptr;
+        if (text_[pos] != ',') break;
         ++pos;
         skipWhiteSpace(pos);
     }
+    dropPending(mark);
+    return nullptr;
+}
+
+void JsonParser::dropPending(size_t mark) const {
+    for (size_t i = mark; i < pending_.size(); ++i) delete pending_[i];
+    pending_.resize(mark);
+}
+
+JsonParser::~JsonParser() {
+    dropPending(0);
 }
 
 bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
