@@ -3,6 +3,7 @@
 
 #include <cctype>
 #include <clocale>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -42,6 +43,16 @@ bool endsNumber(char c) {
         default:
             return static_cast<unsigned char>(c) <= 0x20;
     }
+}
+
+// Whether any of the eight bytes at `bytes` is '"' or '\\': a byte is zero
+// in x ^ pattern exactly where it equals the pattern's byte.
+bool hasQuoteOrBackslash(const char* bytes) {
+    const uint64_t ones = 0x0101010101010101ULL, highs = 0x8080808080808080ULL;
+    uint64_t x;
+    memcpy(&x, bytes, sizeof(x));
+    uint64_t quote = x ^ (ones * '"'), backslash = x ^ (ones * '\\');
+    return (((quote - ones) & ~quote) | ((backslash - ones) & ~backslash)) & highs;
 }
 
 }  // namespace
@@ -186,6 +197,9 @@ bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
     unsigned int p = pos + 1;
     unsigned int run = p;  // start of the bytes not yet copied to `out`
     while (p < limit_) {
+        // Eight bytes at a time while none of them is a quote or a backslash.
+        while (limit_ - p >= 8 && !hasQuoteOrBackslash(text_ + p)) p += 8;
+        if (p >= limit_) break;
         char c = text_[p];
         if (c == '"') {
             out.append(text_ + run, p - run);
