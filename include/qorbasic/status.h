@@ -19,6 +19,7 @@
 #define QORBASIC_STATUS_H
 
 #include <string>
+#include <vector>
 
 #include "qorbasic/export.h"
 #include "qorbasic/text.h"
@@ -64,6 +65,28 @@ QOR_API const char* status_string(int status);
 typedef const char* (*status_translator)(int status);
 // Appends to the registry; a null translator is ignored.
 QOR_API void register_status_translator(int module_id, status_translator translator);
+
+// The words of the library's own codes (module 0), or null for any other
+// code. Registered first, so it answers before any client translator of
+// module 0.
+QOR_API const char* builtin_status_text(int status);
+
+// The translator registry: one instance per process, made on first use by
+// errorutils_instance(). ids[i] is the module id of translators[i], in the
+// order of registration; entries are never removed.
+class QOR_API errorutils_globals {
+  public:
+    errorutils_globals();
+    ~errorutils_globals();
+
+    errorutils_globals(const errorutils_globals&) = delete;
+    errorutils_globals& operator=(const errorutils_globals&) = delete;
+
+    std::vector<int> ids;
+    std::vector<status_translator> translators;
+};
+
+QOR_API errorutils_globals& errorutils_instance();
 
 // The by-value result of the FileUtils operations.
 struct QOR_API CommandResult {

@@ -1,0 +1,239 @@
+#include <memory>
+#include <new>
+
+#include "logging/library_log.h"
+#include "logging/log_path.h"
+#include "qorbasic/log.h"
+
+namespace {
+
+thread_local int t_log_path_depth = 0;
+
+// Set once, while the process-wide input side is built, so that the library's
+// own log calls find their source without taking a lock: they may come from
+// a thread that is on the log path already.
+BasicLog::Source* g_library_source = nullptr;
+
+const char* const kSuffixes[] = {".c", ".cc", ".cpp", ".cxx", ".m", ".h", ".hpp", ".hxx"};
+
+// "src/ToolBox.cpp" -> "ToolBox": the base name, with each known suffix cut
+// once, in table order, when the name is longer than the suffix.
+std::string source_name(const char* name) {
+    if (name == nullptr || *name == '\0') return "<anonymous logger>";
+    std::string base(name);
+    size_t slash = base.rfind('/');
+    if (slash != std::string::npos) base.erase(0, slash + 1);
+    for (const char* suffix : kSuffixes) {
+        size_t n = std::char_traits<char>::length(suffix);
+        if (base.size() > n && base.compare(base.size() - n, n, suffix) == 0) {
+            base.erase(base.size() - n);
+        }
+    }
+    return base;
+}
+
+// The input-side lock: holds the LogInput mutex and marks the thread as on
+// the log path for the same time.
+class InputLock {
+  public:
+    explicit InputLock(PortableMutex& mutex) : hold_(mutex) {}
+    ScopedLock& proof() { return hold_; }
+
+  private:
+    ScopedLock hold_;
+    qor::detail::LogPathMark mark_;
+};
+
+}  // namespace
+
+namespace qor {
+namespace detail {
+
+bool thread_in_log_path() {
+    return t_log_path_depth > 0;
+}
+LogPathMark::LogPathMark() {
+    ++t_log_path_depth;
+}
+LogPathMark::~LogPathMark() {
+    --t_log_path_depth;
+}
+
+}  // namespace detail
+}  // namespace qor
+
+namespace BasicLog {
+
+const char* const LOGGERNAME_DAEMON = "daemon";
+const char* const LOGGERNAME_VEXCTL = "vexctl";
+const char* const LOGGERNAME_PLUGIN = "plugin";
+const char* const LOGGERNAME_VEXCORE = "vexcore";
+const char* const LOGGERNAME_BASICLIB = "basiclib";
+const char* const LOGGERNAME_LOOM2 = "loom2";
+const char* const LOGGERNAME_KELCOMMON = "kelcommon";
+const char* const LOGGERNAME_TABAPP = "tabapp";
+const char* const LOGGERNAME_LOOMCLIENT = "loomclient";
+const char* const LOGGERNAME_LOOMSERVER = "loomserver";
+const char* const LOGGERNAME_TEST = "test";
+const char* const LOGGERNAME_OTHER = "other";
+
+}  // namespace BasicLog
+
+LogInput::LogInput(const qor_loglevel_impl* level)
+    : default_level_(loglevel_is_valid(level) ? level : QOR_LOGLEVEL_INFO),
+      early_emitter_(new BasicLog::StderrEmitter) {
+    using namespace BasicLog;
+    for (const char* name :
+         {LOGGERNAME_DAEMON, LOGGERNAME_VEXCTL, LOGGERNAME_PLUGIN, LOGGERNAME_VEXCORE,
+          LOGGERNAME_BASICLIB, LOGGERNAME_LOOM2, LOGGERNAME_KELCOMMON, LOGGERNAME_TABAPP,
+          LOGGERNAME_LOOMCLIENT, LOGGERNAME_LOOMSERVER, LOGGERNAME_TEST, LOGGERNAME_OTHER}) {
+        make_source(name);
+    }
+}
+
+// The process-wide input side is never destroyed (see LoggerGlobals), so this
+// runs only for inputs that a client made itself. Their sources point back at
+// this object and can't outlive it, so they go with it.
+LogInput::~LogInput() {
+    for (BasicLog::Source* source : sources_) delete source;
+    delete early_emitter_;
+}
+
+// A message from a thread that is already on the log path (inside an emitter,
+// or holding this mutex) is dropped: taking the mutex again would wait for
+// the thread itself.
+void LogInput::processMessage(BasicLog::LogMessage* message) {
+    std::unique_ptr<BasicLog::LogMessage> owned(message);
+    if (!owned || qor::detail::thread_in_log_path()) return;
+    InputLock hold(mutex_);
+    if (early_emitter_ == nullptr) return;
+    try {
+        early_emitter_->processMessage(*owned);
+    } catch (...) {
+        // A lost line is never reported to the code that logs.
+    }
+}
+
+BasicLog::Source* LogInput::make_source(const char* name) {
+    std::string normalised = source_name(name);
+    InputLock hold(mutex_);
+    int found = find_source(normalised.c_str(), hold.proof());
+    if (found >= 0) return sources_[found];
+    BasicLog::Source* created = nullptr;
+    try {
+        created = new BasicLog::Source(*this, normalised.c_str(), default_level_);
+        sources_.push_back(created);
+    } catch (...) {
+        delete created;
+        invokeAssertFailure(__FILE__, __LINE__, "failed to create a logger object");
+        return nullptr;
+    }
+    return created;
+}
+
+BasicLog::Source* LogInput::find_source(const char* name) {
+    InputLock hold(mutex_);
+    int found = find_source(name, hold.proof());
+    return found >= 0 ? sources_[found] : nullptr;
+}
+
+int LogInput::find_source(const char* name, ScopedLock&) {
+    for (size_t i = 0; i < sources_.size(); ++i) {
+        if (cased_equals(sources_[i]->name(), name)) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+void LogInput::list_sources(StringVector& out) {
+    InputLock hold(mutex_);
+    for (BasicLog::Source* source : sources_) out.append(source->name());
+}
+
+// The emitter already installed is left alone: replacing it by itself would
+// delete it. The replaced one is deleted after the lock is released; no
+// other thread can still be in it, since emission holds the lock.
+void LogInput::add_emitter(BasicLog::Emitter* emitter) {
+    if (emitter == nullptr) return;
+    BasicLog::Emitter* replaced = nullptr;
+    {
+        InputLock hold(mutex_);
+        if (emitter == early_emitter_) return;
+        replaced = early_emitter_;
+        early_emitter_ = emitter;
+    }
+    delete replaced;
+}
+
+void LogInput::setLogLevel(const qor_loglevel_impl* level) {
+    if (!loglevel_is_valid(level)) level = QOR_LOGLEVEL_INFO;
+    InputLock hold(mutex_);
+    default_level_ = level;
+    for (BasicLog::Source* source : sources_) source->set_default_level(level);
+}
+
+const qor_loglevel_impl* LogInput::getLogLevel() const {
+    InputLock hold(mutex_);
+    return default_level_;
+}
+
+LoggerGlobals::LoggerGlobals() : input_(QOR_LOGLEVEL_INFO) {
+    g_library_source = input_.find_source(BasicLog::LOGGERNAME_BASICLIB);
+}
+
+// Built on first use, in static storage, and never destroyed: log calls from
+// exit handlers and from destructors of other statics that run after this
+// one's would otherwise reach a dead object. The sources and the early
+// emitter are never freed either, so nothing is lost by keeping it.
+LoggerGlobals& LoggerGlobals::instance() {
+    alignas(LoggerGlobals) static unsigned char storage[sizeof(LoggerGlobals)];
+    static LoggerGlobals* globals = new (storage) LoggerGlobals();
+    return *globals;
+}
+
+LogInput* LoggerGlobals::input_side() {
+    return &input_;
+}
+
+namespace qor {
+namespace detail {
+
+BasicLog::Source* library_source() {
+    LoggerGlobals::instance();
+    return g_library_source;
+}
+
+}  // namespace detail
+}  // namespace qor
+
+void set_default_loglevel(const qor_loglevel_impl* level) {
+    LoggerGlobals::instance().input_side()->setLogLevel(level);
+}
+
+const qor_loglevel_impl* get_default_loglevel() {
+    return LoggerGlobals::instance().input_side()->getLogLevel();
+}
+
+bool logger_wouldSend(const qor_loglevel_impl* level) {
+    return qor::detail::library_source()->would_send(level);
+}
+
+namespace BasicLog {
+
+Source* make_logsource_instance(const char* name) {
+    return LoggerGlobals::instance().input_side()->make_source(name);
+}
+
+Source* find_logsource(const char* name) {
+    return LoggerGlobals::instance().input_side()->find_source(name);
+}
+
+void logsource_instance_list(StringVector& out) {
+    LoggerGlobals::instance().input_side()->list_sources(out);
+}
+
+void add_early_emitter(Emitter* emitter) {
+    if (emitter == nullptr) return;
+    LoggerGlobals::instance().input_side()->add_emitter(emitter);
+}
+
+}  // namespace BasicLog

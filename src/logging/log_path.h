@@ -1,0 +1,28 @@
+// Per-thread marker of the log path. A thread that holds the LogInput mutex,
+// or that is inside an emitter, must not make a log call: the mutex is not
+// recursive, so the call would wait for itself. Every place that takes a lock
+// of the log path marks the thread for that time, and processMessage drops a
+// message from a marked thread instead of waiting. Code that only reports
+// (the level functions, the assertion handler) asks first and skips its log
+// step.
+#ifndef QORBASIC_SRC_LOGGING_LOG_PATH_H
+#define QORBASIC_SRC_LOGGING_LOG_PATH_H
+
+namespace qor {
+namespace detail {
+
+bool thread_in_log_path();
+
+// Marks the calling thread for its scope; nests.
+class LogPathMark {
+  public:
+    LogPathMark();
+    ~LogPathMark();
+    LogPathMark(const LogPathMark&) = delete;
+    LogPathMark& operator=(const LogPathMark&) = delete;
+};
+
+}  // namespace detail
+}  // namespace qor
+
+#endif  // QORBASIC_SRC_LOGGING_LOG_PATH_H
