@@ -285,6 +285,8 @@ class QOR_API JsonHash : public JsonNode {
     // Removes the entry; the caller owns the value. Null if the key is absent.
     JsonNode* take(const std::string& key) override;
     // As take, but only for a hash value; any other value stays in place.
+    // For a RawJson value the caller gets a plain copy of its parsed hash,
+    // and the raw node is freed.
     JsonHash* takeHash(const std::string& key) override;
     // The entries whose key satisfies `predicate`, in key order; the nodes stay
     // owned by the hash.

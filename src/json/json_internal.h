@@ -4,6 +4,7 @@
 #define QORBASIC_SRC_JSON_JSON_INTERNAL_H
 
 #include <string>
+#include <vector>
 
 #include "qorbasic/json.h"
 
@@ -23,6 +24,10 @@ class JsonWriter {
 class JsonParser {
   public:
     JsonParser(const char* text, unsigned int limit);
+    // Frees the nodes still pending when a parse failed or threw.
+    ~JsonParser();
+    JsonParser(const JsonParser&) = delete;
+    JsonParser& operator=(const JsonParser&) = delete;
 
     void skipWhiteSpace(unsigned int& pos) const;
     // A value by the first byte: array, object, string, else number, literal.
@@ -45,11 +50,15 @@ class JsonParser {
   private:
     unsigned int slowNumberLength(unsigned int pos) const;
     bool isSpace(char c) const;
+    void dropPending(size_t mark) const;
 
     const char* text_;
     unsigned int limit_;
     const unsigned short* ctype_;  // the locale's table that isspace() reads
     bool dotRadix_;                // the locale's radix character is "."
+    // Elements of the arrays being parsed, innermost last, owned until
+    // their array is complete.
+    mutable std::vector<JsonNode*> pending_;
 };
 
 #endif  // QORBASIC_SRC_JSON_JSON_INTERNAL_H

@@ -12,6 +12,10 @@
 
 // ---- JsonNode defaults
 
+namespace {
+const size_t kKeptWriteBuffer = 4 << 20;
+}
+
 JsonNode::~JsonNode() = default;
 
 bool JsonNode::operator!=(const JsonNode& other) const {
@@ -80,8 +84,30 @@ JsonNode* JsonNode::parseNode() const {
 }
 
 std::string JsonNode::toString() const {
-    std::string out;
-    JsonWriter::append(out, *this);
+    // Text is written into a buffer that the thread keeps, so that a large
+    // document is not copied at every doubling of a fresh string, nor are its
+    // pages faulted in anew at each call; the result is one copy of exactly
+    // the right size. A buffer past kKeptWriteBuffer is given back. A node of
+    // a client's class may call toString from its serialize, so a nested call
+    // writes into a string of its own.
+    thread_local std::string scratch;
+    thread_local bool busy = false;
+    if (busy) {
+        std::string out;
+        JsonWriter::append(out, *this);
+        return out;
+    }
+    busy = true;
+    scratch.clear();
+    try {
+        JsonWriter::append(scratch, *this);
+    } catch (...) {
+        busy = false;
+        throw;
+    }
+    busy = false;
+    std::string out(scratch);
+    if (scratch.capacity() > kKeptWriteBuffer) std::string().swap(scratch);
     return out;
 }
 
