@@ -16,5 +16,9 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorbasicConfigVersion.cma
 install(FILES ${PROJECT_BINARY_DIR}/qorbasicConfig.cmake
   ${PROJECT_BINARY_DIR}/qorbasicConfigVersion.cmake DESTINATION ${QOR_CMAKE_DIR})
 
+# The .pc file finds its prefix from its own place, so that an install with
+# --prefix elsewhere than the configured prefix still works.
+file(RELATIVE_PATH QOR_PC_TO_PREFIX
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/qorbasic.pc.in ${PROJECT_BINARY_DIR}/qorbasic.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qorbasic.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

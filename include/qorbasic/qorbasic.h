@@ -15,6 +15,7 @@
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
 #include "qorbasic/files.h"
+#include "qorbasic/fileutils_flat.h"
 #include "qorbasic/config.h"
 #include "qorbasic/profiles.h"
 #include "qorbasic/json.h"

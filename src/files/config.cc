@@ -1,0 +1,204 @@
+// ConfigUtils: reading and rewriting key/value configuration files.
+#include "qorbasic/config.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <fstream>
+#include <istream>
+#include <set>
+#include <vector>
+
+#include "qorbasic/files.h"
+#include "qorbasic/status.h"
+#include "qorbasic/strings.h"
+
+namespace ConfigUtils {
+
+namespace {
+
+// Strips one pair of matching outer quotes; nothing inside is unescaped.
+void strip_outer_quotes(std::string& value) {
+    if (value.size() < 2) {
+        return;
+    }
+    char first = value.front();
+    if ((first == '"' || first == '\'') && value.back() == first) {
+        value = value.substr(1, value.size() - 2);
+    }
+}
+
+// A setting in its normal form: key, separator, value, comment, line end.
+void append_setting(std::string& text, const std::string& key, char separator,
+                    const std::string& value, const std::string& comment) {
+    text.append(key);
+    text.push_back(separator);
+    text.append(value);
+    text.append(comment);
+    text.push_back('\n');
+}
+
+}  // namespace
+
+bool parseConfigKeyValue(std::string& line, std::string& key, std::string& value,
+                         std::string& comment, char separator) {
+    string_ltrim(line);
+    if (line.empty()) {
+        return false;
+    }
+    const std::string::size_type sep = line.find(separator);
+    const std::string::size_type hash = line.find('#');
+    if (sep == std::string::npos || (hash != std::string::npos && hash < sep)) {
+        return false;
+    }
+
+    key = line.substr(0, sep);
+    string_trim(key);
+
+    // A '#' right behind the separator starts the value, not a comment, so
+    // that values such as colour codes ("#ff0000") need no quotes.
+    const bool has_comment = hash != std::string::npos && hash > sep + 1;
+    if (has_comment) {
+        comment = " " + line.substr(hash);
+        value = line.substr(sep + 1, hash - sep - 1);
+    } else {
+        comment.clear();
+        value = line.substr(sep + 1);
+    }
+    string_trim(value);
+    strip_outer_quotes(value);
+    return true;
+}
+
+std::string& renderConfigLine(std::string& out, const QRSTR& key, const QRSTR& value,
+                              char separator) {
+    return join_string(out, key, separator, value);
+}
+
+bool getConfig(std::istream& in, ConfigMap& config, char separator) {
+    if (!in.good()) {
+        return false;
+    }
+    std::string line, key, value, comment;
+    while (std::getline(in, line)) {
+        if (parseConfigKeyValue(line, key, value, comment, separator)) {
+            config[key] = value;
+        }
+    }
+    // getline stops on a read error as well as at the end. A stream that
+    // fails before its end (a directory opened as a file) must not pass for
+    // a complete, perhaps empty, file: callers would then rewrite it from a
+    // map that lacks its settings.
+    return in.eof() && !in.bad();
+}
+
+bool getConfig(const std::string& path, ConfigMap& config, char separator) {
+    FileUtils::ScopedFileLock lock(path);
+    if (!lock.is_valid()) {
+        return false;
+    }
+    std::ifstream in(path);
+    if (!in.good()) {
+        return false;
+    }
+    return getConfig(in, config, separator);
+}
+
+bool writeConfig(const std::string& path, const ConfigMap& config, char separator) {
+    FileUtils::ScopedFileLock lock(path);
+    if (!lock.is_valid()) {
+        return false;
+    }
+    std::vector<std::string> lines;
+    if (is_error(FileUtils::readTextFile(lines, path).status) && FileUtils::fileExists(path)) {
+        return false;
+    }
+
+    std::string text;
+    std::set<std::string> seen;
+    bool changed = false;
+    std::string key, value, comment;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        std::string line = lines[i];
+        if (parseConfigKeyValue(line, key, value, comment, separator)) {
+            const auto wanted = config.find(key);
+            if (wanted == config.end()) {
+                changed = true;
+                continue;
+            }
+            seen.insert(key);
+            if (value != wanted->second) {
+                changed = true;
+            }
+            append_setting(text, key, separator, wanted->second, comment);
+        } else if (!(line.empty() && i + 1 == lines.size())) {
+            text.append(line);
+            text.push_back('\n');
+        }
+    }
+    for (const auto& entry : config) {
+        if (seen.count(entry.first) == 0) {
+            append_setting(text, entry.first, separator, entry.second, std::string());
+            changed = true;
+        }
+    }
+
+    // Leaving an unchanged file alone keeps its bytes and its modification
+    // time, which watchers of the file take as "nothing happened".
+    if (!changed) {
+        return true;
+    }
+    std::ofstream out(path, std::ios::out | std::ios::trunc | std::ios::binary);
+    if (!out.good()) {
+        return false;
+    }
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    out.flush();
+    out.close();
+    return true;
+}
+
+bool setConfigValue(const std::string& path, const std::string& key, const std::string& value) {
+    ConfigMap config;
+    if (!getConfig(path, config, '=') && FileUtils::fileExists(path)) {
+        return false;
+    }
+    std::string& entry = config[key];
+    if (entry == value) {
+        return true;
+    }
+    entry = value;
+    return writeConfig(path, config, '=');
+}
+
+bool removeConfigValue(const std::string& path, const std::string& key, char separator) {
+    ConfigMap config;
+    if (!getConfig(path, config, separator)) {
+        return false;
+    }
+    config.erase(key);
+    return writeConfig(path, config, separator);
+}
+
+std::string getConfigValue(const std::string& path, const std::string& key) {
+    ConfigMap config;
+    getConfig(path, config, '=');
+    const auto found = config.find(key);
+    return found == config.end() ? std::string() : found->second;
+}
+
+int getConfigValue(const std::string& path, const std::string& key, int default_value) {
+    const std::string text = getConfigValue(path, key);
+    if (text.empty()) {
+        return default_value;
+    }
+    errno = 0;
+    char* end = nullptr;
+    const long number = std::strtol(text.c_str(), &end, 10);
+    if (end == text.c_str() || errno == ERANGE || number < INT_MIN || number > INT_MAX) {
+        return default_value;
+    }
+    return static_cast<int>(number);
+}
+
+}  // namespace ConfigUtils
