@@ -130,7 +130,8 @@ class QOR_API IPAddress {
     IPAddress combine(const IPAddress& other, Op op) const;
 
     unsigned short family;
-    unsigned char bytes[16];
+    // Aligned so that addr4() and addr6() hand out properly aligned views.
+    alignas(in6_addr) unsigned char bytes[16];
 };
 
 #endif  // QORBASIC_IPADDRESS_H
