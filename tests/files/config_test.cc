@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <utime.h>
 
+#include <fstream>
 #include <sstream>
 
 #include "files/config_test_support.h"
@@ -207,6 +208,11 @@ TEST_F(ConfigFile, MissingFileIsAFailureAndLeavesTheMapAlone) {
 TEST_F(ConfigFile, PathNamingADirectoryIsAFailure) {
     ConfigMap config;
     EXPECT_FALSE(ConfigUtils::getConfig(dir_.root(), config, '='));
+    EXPECT_TRUE(config.empty());
+
+    std::ifstream in(dir_.root());
+    ASSERT_TRUE(in.good());
+    EXPECT_FALSE(ConfigUtils::getConfig(in, config, '='));
     EXPECT_TRUE(config.empty());
 }
 
