@@ -23,7 +23,12 @@
 // characters; values are printed as they are, not quoted.
 //
 // An emitter must not log: a log call made on a thread while that thread is
-// emitting is dropped rather than deadlocking on the log path.
+// emitting is dropped rather than deadlocking on the log path. For the same
+// reason a bad level met while a line is formatted prints as "<log level>"
+// without the "invalid log level" report it gives elsewhere.
+//
+// The process-wide logging state is never destroyed, so log calls from exit
+// handlers and late static destructors still work.
 #ifndef QORBASIC_LOG_H
 #define QORBASIC_LOG_H
 
@@ -52,6 +57,7 @@ QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_ERROR;
 QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_FATAL;
 QOR_C_API const qor_loglevel_impl* const QOR_LOGLEVEL_DEFAULT;
 
+// True for the seven level records only (not for QOR_LOGLEVEL_DEFAULT).
 QOR_C_API bool loglevel_is_valid(const qor_loglevel_impl* level);
 QOR_C_API const char* loglevel_shortname(const qor_loglevel_impl* level);
 QOR_C_API const char* loglevel_fullname(const qor_loglevel_impl* level);

@@ -13,6 +13,10 @@
 // fixed reference date (2018-04-01), so every season converts with the same
 // figure. from_standard_timestamp needs the 'T' separator and returns 0 for
 // text that does not match, which cannot be told from the epoch itself.
+//
+// The zone offset is read from the C library's zone (TZ, or the system zone)
+// and kept per thread: a change of TZ is seen at the next call, a change of
+// the system zone file within a second.
 #ifndef QORBASIC_TIMEUTILS_H
 #define QORBASIC_TIMEUTILS_H
 

@@ -185,6 +185,15 @@ void split_string_by_ws(const std::string& text, std::vector<std::string>& out) 
 }
 
 void split_string(StringVector& out, QRSTR const& text, int separator) {
+    // Clearing `out` frees its strings, so a text that views one of them,
+    // as in split_string(list, list.fetch(0), ','), is read from a copy.
+    for (int i = 0; i < out.size(); ++i) {
+        if (text_views(text, out.fetch(i))) {
+            const std::string copy(text.ptr(), static_cast<size_t>(text.length()));
+            split_string(out, copy, separator);
+            return;
+        }
+    }
     out.clear();
     const char* p = text.ptr();
     const int n = text.length();

@@ -109,6 +109,28 @@ inline int run_unprivileged(const std::function<bool()>& body) {
     });
 }
 
+// The temporary and lock directories of the test process. They are read
+// from QOR_TMP_DIR and QOR_LOCK_DIR once per process, so the environment set
+// in set_up_test_directories() must be in place before the first use.
+class TestDirectories : public testing::Environment {
+  public:
+    void SetUp() override {
+        tree_ = new TempTree;
+        setenv("QOR_TMP_DIR", tmp_dir().c_str(), 1);
+        setenv("QOR_LOCK_DIR", lock_dir().c_str(), 1);
+    }
+    void TearDown() override {
+        delete tree_;
+        tree_ = nullptr;
+    }
+    // Both are made by the library at first use; neither ends in "/".
+    static std::string tmp_dir() { return tree_->path("tmp"); }
+    static std::string lock_dir() { return tree_->path("locks"); }
+
+  private:
+    static inline TempTree* tree_ = nullptr;
+};
+
 }  // namespace files_test
 
 // A check inside a child body: prints what failed and gives up.

@@ -39,6 +39,11 @@ TEST(SplitStringTest, StreamAndListFormsDifferOnlyAtTheEdges) {
     // The list form reads each byte as a signed char.
     EXPECT_EQ(list_fields("a\xB0z", static_cast<signed char>('\xB0')), (Fields{"a", "z"}));
     EXPECT_EQ(list_fields("a\xB0z", 0xB0), (Fields{"a\xB0z"}));
+
+    StringVector list;  // an element of the output list as the input text
+    list.append("x,y");
+    split_string(list, list.fetch(0), ',');
+    EXPECT_EQ(list.fetch(1), "y");
 }
 
 TEST(SplitStringTest, AppendingSplittersKeepEarlierFields) {

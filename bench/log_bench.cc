@@ -1,0 +1,121 @@
+// Log calls: one filtered out by the level, and one standard line with three
+// parameters written to /dev/null, beside the same work done with spdlog.
+//
+// Our log call returns only after its line is written (the stderr emitter
+// flushes each line), so the spdlog logger of the line case flushes on every
+// message too; "LogLine3ParamsBuffered/spdlog" shows spdlog with its default
+// buffering, which writes a line only when its file buffer fills.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "qorbasic/log.h"
+
+#ifdef QOR_HAVE_SPDLOG
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+#endif
+
+namespace {
+
+// Points standard error at /dev/null while a benchmark runs.
+class StderrToDevNull {
+  public:
+    StderrToDevNull() {
+        std::fflush(stderr);
+        saved_ = dup(2);
+        int null_fd = open("/dev/null", O_WRONLY);
+        dup2(null_fd, 2);
+        close(null_fd);
+    }
+    ~StderrToDevNull() {
+        std::fflush(stderr);
+        dup2(saved_, 2);
+        close(saved_);
+    }
+
+  private:
+    int saved_;
+};
+
+BasicLog::Source* bench_source() {
+    static BasicLog::Source* source = BasicLog::make_logsource_instance("log_bench.cc");
+    return source;
+}
+
+void qor_filtered(benchmark::State& state) {
+    BasicLog::Source* source = bench_source();
+    for (auto _ : state) {
+        if (source->would_send(QOR_LOGLEVEL_DEBUG)) {
+            BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
+                                        QOR_LOGLEVEL_DEBUG, "connect failed", __FILE__, __func__)
+                .add("errmsg", "No route to host")
+                .addInt("errno", 113)
+                .add("host", "example.org");
+        }
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(qor_filtered)->Name("LogFiltered/qorbasic");
+
+void qor_line(benchmark::State& state) {
+    StderrToDevNull quiet;
+    BasicLog::Source* source = bench_source();
+    for (auto _ : state) {
+        if (source->would_send(QOR_LOGLEVEL_WARN)) {
+            BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
+                                        QOR_LOGLEVEL_WARN, "connect failed", __FILE__, __func__)
+                .add("errmsg", "No route to host")
+                .addInt("errno", 113)
+                .add("host", "example.org");
+        }
+    }
+}
+BENCHMARK(qor_line)->Name("LogLine3Params/qorbasic");
+
+#ifdef QOR_HAVE_SPDLOG
+
+std::shared_ptr<spdlog::logger> spdlog_logger(const char* name, bool flush_each_line) {
+    auto logger = spdlog::get(name);
+    if (!logger) {
+        logger = spdlog::basic_logger_mt(name, "/dev/null");
+        // The same line form as ours: level, local time with microseconds, text.
+        logger->set_pattern("[%^%l%$ %Y-%m-%d %H:%M:%S.%f] %v");
+        logger->set_level(spdlog::level::info);
+        if (flush_each_line) logger->flush_on(spdlog::level::trace);
+    }
+    return logger;
+}
+
+void spdlog_filtered(benchmark::State& state) {
+    auto logger = spdlog_logger("filtered", true);
+    for (auto _ : state) {
+        logger->debug("connect failed: errmsg={} errno={} host={}", "No route to host", 113,
+                      "example.org");
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(spdlog_filtered)->Name("LogFiltered/spdlog");
+
+void spdlog_lines(benchmark::State& state, const std::shared_ptr<spdlog::logger>& logger) {
+    for (auto _ : state) {
+        logger->warn("connect failed: errmsg={} errno={} host={}", "No route to host", 113,
+                     "example.org");
+    }
+}
+
+void spdlog_line(benchmark::State& state) {
+    spdlog_lines(state, spdlog_logger("flushed", true));
+}
+BENCHMARK(spdlog_line)->Name("LogLine3Params/spdlog");
+
+void spdlog_line_buffered(benchmark::State& state) {
+    spdlog_lines(state, spdlog_logger("buffered", false));
+}
+BENCHMARK(spdlog_line_buffered)->Name("LogLine3ParamsBuffered/spdlog");
+
+#endif
+
+}  // namespace

@@ -1,0 +1,295 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "files/temp_tree.h"
+#include "files/tempfiles_internal.h"
+#include "qorbasic/files.h"
+#include "qorbasic/threads.h"
+
+using files_test::exists_no_follow;
+using files_test::permissions;
+using files_test::TempTree;
+using files_test::TestDirectories;
+
+namespace {
+
+std::string lock_file(const std::string& base) {
+    return TestDirectories::lock_dir() + "/" + base;
+}
+
+// Blocks until `fd` has a byte to read, or `timeout_ms` passes; the byte.
+char wait_for_byte(int fd, int timeout_ms) {
+    struct pollfd ready = {fd, POLLIN, 0};
+    char byte = 0;
+    if (poll(&ready, 1, timeout_ms) == 1 && read(fd, &byte, 1) == 1) return byte;
+    return 0;
+}
+
+// Whether process `pid` waits for a flock, as the kernel's lock table shows it.
+bool waits_for_flock(pid_t pid) {
+    std::ifstream table("/proc/locks");
+    const std::string mark = "FLOCK  ADVISORY  WRITE " + std::to_string(pid) + " ";
+    for (std::string line; std::getline(table, line);) {
+        if (line.find("->") != std::string::npos && line.find(mark) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+TEST(ScopedFileLockTest, LockFileIsNamedAfterTheBaseNameOnly) {
+    const struct {
+        const char* path;
+        const char* lock;
+    } cases[] = {
+        {"/etc/conf/a.conf", "a.conf.lock"},
+        {"/home/u/a.conf", "a.conf.lock"},
+        {"a.conf", "a.conf.lock"},
+        {"x\\y\\a.conf", "a.conf.lock"},
+        {"dir/", ".lock"},
+        {"c:\\dir/a\\b.conf", "b.conf.lock"},
+    };
+    for (const auto& c : cases) {
+        FileUtils::ScopedFileLock lock(c.path);
+        EXPECT_TRUE(lock.is_valid()) << c.path;
+        EXPECT_EQ(lock.filename, lock_file(c.lock)) << c.path;
+        EXPECT_TRUE(exists_no_follow(lock.filename)) << c.path;
+    }
+}
+
+TEST(ScopedFileLockTest, LockFileExistsWithMode0666OnlyWhileHeld) {
+    EXPECT_EQ(files_test::run_in_child([] {
+                  umask(077);
+                  std::string name;
+                  {
+                      FileUtils::ScopedFileLock lock("/some/dir/held.conf");
+                      CHILD_CHECK(lock.is_valid());
+                      name = lock.filename;
+                      CHILD_CHECK(permissions(name) == 0666);
+                      lock.release();
+                      CHILD_CHECK(!lock.is_valid());
+                      CHILD_CHECK(lock.fd == -1);
+                      CHILD_CHECK(!exists_no_follow(name));
+                      // Nobody holds it now; a second release must not remove it.
+                      std::ofstream(name) << "";
+                      lock.release();
+                      CHILD_CHECK(exists_no_follow(name));
+                  }
+                  CHILD_CHECK(exists_no_follow(name));
+                  unlink(name.c_str());
+                  {
+                      FileUtils::ScopedFileLock lock("held.conf");
+                      CHILD_CHECK(exists_no_follow(name));
+                  }
+                  CHILD_CHECK(!exists_no_follow(name));
+                  return true;
+              }),
+              0);
+}
+
+TEST(ScopedFileLockTest, SameBaseNameInAnotherDirectoryIsTheSameLock) {
+    FileUtils::ScopedFileLock held("/etc/conf/shared.conf");
+    ASSERT_TRUE(held.is_valid());
+    EXPECT_EQ(fileutils_acquirelock(lock_file("shared.conf.lock").c_str(), 0), -1);
+    // The failed attempt leaves the holder's lock file alone.
+    EXPECT_TRUE(exists_no_follow(held.filename));
+}
+
+TEST(ScopedFileLockTest, MissingLockDirectoryGivesAnInvalidLock) {
+    TempTree tree;
+    EXPECT_EQ(files_test::run_in_child([&] {
+                  FileUtils::internal::forget_cached_directories();
+                  setenv("QOR_LOCK_DIR", tree.path("no/locks").c_str(), 1);
+                  FileUtils::ScopedFileLock lock("a.conf");
+                  CHILD_CHECK(!lock.is_valid());
+                  CHILD_CHECK(lock.filename == tree.path("no/locks") + "/a.conf.lock");
+                  lock.release();
+                  return true;
+              }),
+              0);
+}
+
+TEST(ScopedFileLockTest, UnwritableLockDirectoryGivesAnInvalidLock) {
+    TempTree tree;
+    const std::string closed = tree.dir("closed");
+    chmod(closed.c_str(), 0555);
+    tree.open_to_all();
+    EXPECT_UNPRIVILEGED([&] {
+        FileUtils::internal::forget_cached_directories();
+        setenv("QOR_LOCK_DIR", closed.c_str(), 1);
+        FileUtils::ScopedFileLock lock("a.conf");
+        CHILD_CHECK(!lock.is_valid());
+        return true;
+    });
+}
+
+namespace {
+
+void interrupt(int) {}
+
+}  // namespace
+
+TEST(ScopedFileLockTest, SignalDuringTheWaitGivesAnInvalidLock) {
+    FileUtils::ScopedFileLock held("interrupted.conf");
+    ASSERT_TRUE(held.is_valid());
+    EXPECT_EQ(files_test::run_in_child([] {
+                  struct sigaction action = {};
+                  action.sa_handler = interrupt;  // no SA_RESTART: flock fails with EINTR
+                  sigaction(SIGALRM, &action, nullptr);
+                  struct itimerval timer = {};
+                  timer.it_value.tv_usec = 50000;
+                  setitimer(ITIMER_REAL, &timer, nullptr);
+                  FileUtils::ScopedFileLock lock("interrupted.conf");
+                  CHILD_CHECK(!lock.is_valid());
+                  return true;
+              }),
+              0);
+    EXPECT_TRUE(exists_no_follow(held.filename));
+}
+
+TEST(AcquireLockTest, NoWaitFailsAtOnceWhileAnotherProcessHolds) {
+    const std::string name = lock_file("busy.lock");
+    int ready[2], done[2];
+    ASSERT_EQ(pipe(ready), 0);
+    ASSERT_EQ(pipe(done), 0);
+    fflush(nullptr);
+    const pid_t holder = fork();
+    if (holder == 0) {
+        const int fd = fileutils_acquirelock(name.c_str(), 1);
+        if (write(ready[1], fd >= 0 ? "y" : "n", 1) != 1) _exit(1);
+        wait_for_byte(done[0], 10000);
+        fileutils_releaselock(fd, name.c_str());
+        _exit(0);
+    }
+    ASSERT_EQ(wait_for_byte(ready[0], 10000), 'y');
+    EXPECT_EQ(fileutils_acquirelock(name.c_str(), 0), -1);
+    ASSERT_EQ(write(done[1], "x", 1), 1);
+    int status = 0;
+    waitpid(holder, &status, 0);
+    EXPECT_FALSE(exists_no_follow(name));
+    const int fd = fileutils_acquirelock(name.c_str(), 0);
+    EXPECT_GE(fd, 0);
+    fileutils_releaselock(fd, name.c_str());
+    EXPECT_FALSE(exists_no_follow(name));
+    for (int end : {ready[0], ready[1], done[0], done[1]}) close(end);
+}
+
+TEST(AcquireLockTest, LockOfADeadProcessBlocksNobody) {
+    const std::string name = lock_file("stale.lock");
+    EXPECT_EQ(files_test::run_in_child([&] { return fileutils_acquirelock(name.c_str(), 1) >= 0; }),
+              0);
+    EXPECT_TRUE(exists_no_follow(name));
+    FileUtils::ScopedFileLock lock("stale");
+    EXPECT_TRUE(lock.is_valid());
+    lock.release();
+    EXPECT_FALSE(exists_no_follow(name));
+}
+
+TEST(AcquireLockTest, FailuresAndReleaseOfNoLock) {
+    TempTree tree;
+    EXPECT_EQ(fileutils_acquirelock(tree.path("missing/x.lock").c_str(), 1), -1);
+    EXPECT_EQ(fileutils_acquirelock("", 0), -1);
+    const std::string kept = tree.file("kept.lock");
+    fileutils_releaselock(-1, kept.c_str());
+    EXPECT_TRUE(exists_no_follow(kept));
+    const int fd = fileutils_acquirelock(kept.c_str(), 0);
+    ASSERT_GE(fd, 0);
+    // The descriptor stays open across exec, as its users expect.
+    EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, 0);
+    fileutils_releaselock(fd, kept.c_str());
+    EXPECT_FALSE(exists_no_follow(kept));
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+}
+
+// One holder releases while a second waits on the old lock file and a third
+// arrives: the second and the third must not both hold the lock.
+TEST(AcquireLockTest, WaiterOnAReleasedFileDoesNotShareTheLockWithANewcomer) {
+    const std::string protected_path = "/any/dir/race.conf";
+    auto first = std::make_unique<FileUtils::ScopedFileLock>(protected_path);
+    ASSERT_TRUE(first->is_valid());
+    int report[2], done[2];
+    ASSERT_EQ(pipe(report), 0);
+    ASSERT_EQ(pipe(done), 0);
+    fflush(nullptr);
+    const pid_t waiter = fork();
+    if (waiter == 0) {
+        // The inherited descriptor shares the first holder's lock; keeping it
+        // open would keep that lock alive after the first holder lets go.
+        close(first->fd);
+        FileUtils::ScopedFileLock lock(protected_path);
+        if (write(report[1], lock.is_valid() ? "h" : "n", 1) != 1) _exit(1);
+        wait_for_byte(done[0], 10000);
+        _exit(0);
+    }
+    for (int tries = 0; tries < 1000 && !waits_for_flock(waiter); ++tries) thread_nap(5000);
+    ASSERT_TRUE(waits_for_flock(waiter)) << "the waiter never blocked on the lock";
+
+    first->release();
+    const int newcomer = fileutils_acquirelock(first->filename.c_str(), 0);
+    if (newcomer >= 0) {
+        // The newcomer holds the lock: the waiter must still be waiting.
+        EXPECT_EQ(wait_for_byte(report[0], 300), 0) << "two holders at once";
+        fileutils_releaselock(newcomer, first->filename.c_str());
+    }
+    EXPECT_EQ(wait_for_byte(report[0], 10000), 'h');
+    if (newcomer < 0) {
+        // The waiter holds the lock on the file that the path names now.
+        EXPECT_EQ(fileutils_acquirelock(first->filename.c_str(), 0), -1);
+    }
+    ASSERT_EQ(write(done[1], "x", 1), 1);
+    int status = 0;
+    waitpid(waiter, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    for (int end : {report[0], report[1], done[0], done[1]}) close(end);
+}
+
+// Several processes increment one counter file under the lock; any lost
+// update shows in the total.
+TEST(FileLockStressTest, ProcessesNeverLoseAnIncrement) {
+    TempTree tree;
+    const std::string counter = tree.file("counter", "0\n");
+    constexpr int kProcesses = 6;
+    constexpr int kIncrements = 300;
+    std::vector<pid_t> workers;
+    fflush(nullptr);
+    for (int p = 0; p < kProcesses; ++p) {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            for (int i = 0; i < kIncrements; ++i) {
+                FileUtils::ScopedFileLock lock(counter);
+                if (!lock.is_valid()) _exit(2);
+                std::string text;
+                if (!FileUtils::readOneLine(text, counter).is_success()) _exit(3);
+                char* end = nullptr;
+                const long value = strtol(text.c_str(), &end, 10);
+                if (text.empty() || *end != '\0') _exit(5);  // a torn counter
+                if (!FileUtils::writeFile(counter, std::to_string(value + 1), true).is_success()) {
+                    _exit(4);
+                }
+            }
+            _exit(0);
+        }
+        ASSERT_GT(pid, 0);
+        workers.push_back(pid);
+    }
+    for (pid_t pid : workers) {
+        int status = 0;
+        ASSERT_EQ(waitpid(pid, &status, 0), pid);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    }
+    EXPECT_EQ(files_test::read_all(counter), std::to_string(kProcesses * kIncrements) + "\n");
+    EXPECT_FALSE(exists_no_follow(lock_file("counter.lock")));
+}

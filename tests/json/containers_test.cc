@@ -1,0 +1,248 @@
+// JsonHash and JsonArray: order, ownership, typed getters, copies, equality.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "qorbasic/json.h"
+
+namespace {
+
+// A null node that counts how many of its kind are alive, to see deletions.
+struct Counted : JsonNull {
+    static int alive;
+    Counted() { ++alive; }
+    ~Counted() override { --alive; }
+};
+int Counted::alive = 0;
+
+std::unique_ptr<JsonHash> sampleHash() {
+    std::unique_ptr<JsonHash> hash(new JsonHash);
+    hash->add("str", "text").add("num", 42L).add("bad", new JsonNum("abc"));
+    hash->add("yes", new JsonBool(true)).add("nul", new JsonNull);
+    hash->add("list", new JsonArray(std::set<std::string>{"x"})).add("obj", new JsonHash);
+    return hash;
+}
+
+TEST(JsonHash, KeysStayInByteOrder) {
+    JsonHash hash;
+    hash.add("b", 1L).add("a", 2L).add("c", 3L).add("B", 4L).add("aa", 5L).add("", 6L);
+    std::vector<std::string> keys{"x", "y"};
+    hash.getKeys(keys);
+    EXPECT_EQ(keys, (std::vector<std::string>{"x", "y", "", "B", "a", "aa", "b", "c"}));
+    EXPECT_EQ(hash.toString(), R"({"":6,"B":4,"a":2,"aa":5,"b":1,"c":3})");
+}
+
+TEST(JsonHash, AddReplacesAndDeletesTheOldValueOnce) {
+    JsonHash hash;
+    hash.add("k", new Counted);
+    hash.add("k", new Counted);
+    EXPECT_EQ(Counted::alive, 1);
+    EXPECT_EQ(hash.size(), 1u);
+    JsonNode* same = hash.get("k");
+    hash.add("k", same);  // storing the node already there keeps it
+    EXPECT_EQ(Counted::alive, 1);
+    EXPECT_EQ(hash.get("k"), same);
+    hash.add("k", "s");
+    EXPECT_EQ(Counted::alive, 0);
+    EXPECT_EQ(hash.getStringValue("k"), "s");
+}
+
+TEST(JsonHash, TypedGettersGiveTheirDefaultsForAbsentOrOtherTypes) {
+    auto hash = sampleHash();
+    EXPECT_EQ(hash->getStringValue("str"), "text");
+    EXPECT_EQ(&hash->getStringValue("missing"), &JsonUtil::EMPTY_STRING);
+    EXPECT_EQ(&hash->getStringValue("num"), &JsonUtil::EMPTY_STRING);
+    EXPECT_EQ(hash->getIntValue("num"), 42);
+    EXPECT_EQ(hash->getLongValue("num"), 42);
+    EXPECT_EQ(hash->getIntValue("missing"), -1);
+    EXPECT_EQ(hash->getIntValue("str"), -1);
+    EXPECT_EQ(hash->getLongValue("str"), -1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(hash->getIntValue("bad"), 0);
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+    EXPECT_TRUE(hash->getBoolValue("yes"));
+    EXPECT_FALSE(hash->getBoolValue("str"));
+    EXPECT_NE(hash->getArrayValue("list"), nullptr);
+    EXPECT_EQ(hash->getArrayValue("obj"), nullptr);
+    EXPECT_NE(hash->getObjectValue("obj"), nullptr);
+    EXPECT_EQ(hash->getObjectValue("list"), nullptr);
+    const JsonHash& constHash = *hash;
+    EXPECT_EQ(constHash.getArrayValue("list"), hash->getArrayValue("list"));
+    EXPECT_EQ(constHash.getObjectValue("obj"), hash->getObjectValue("obj"));
+}
+
+TEST(JsonHash, GetValueRendersScalarsAndGivesEmptyForContainers) {
+    auto hash = sampleHash();
+    EXPECT_EQ(hash->getValue("str"), "text");
+    EXPECT_EQ(hash->getValue("num"), "42");
+    EXPECT_EQ(hash->getValue("yes"), "true");
+    EXPECT_EQ(hash->getValue("nul"), "null");
+    EXPECT_EQ(hash->getValue("list"), "");
+    EXPECT_EQ(hash->getValue("obj"), "");
+    EXPECT_EQ(hash->getValue("missing"), "");
+    EXPECT_EQ(hash->getValue(), "");
+}
+
+TEST(JsonHash, TakeHashOnlyTakesHashesWhileTakeTakesAnything) {
+    auto hash = sampleHash();
+    EXPECT_EQ(hash->takeHash("list"), nullptr);
+    EXPECT_NE(hash->get("list"), nullptr);
+    std::unique_ptr<JsonNode> list(hash->take("list"));
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->getType(), JSON_ARRAY);
+    EXPECT_EQ(hash->get("list"), nullptr);
+    EXPECT_EQ(hash->take("list"), nullptr);
+    std::unique_ptr<JsonHash> obj(hash->takeHash("obj"));
+    EXPECT_NE(obj, nullptr);
+    EXPECT_EQ(hash->get("obj"), nullptr);
+}
+
+TEST(JsonHash, TakeHashOfARawEntryGivesAnOwnedHash) {
+    JsonHash hash;
+    hash.add("r", new RawJson(R"({"a":[1]})"));
+    std::unique_ptr<JsonHash> taken(hash.takeHash("r"));
+    ASSERT_NE(taken, nullptr);
+    EXPECT_FALSE(taken->isRaw());
+    EXPECT_EQ(taken->toString(), R"({"a":[1]})");
+    EXPECT_EQ(hash.size(), 0u);
+}
+
+TEST(JsonHash, QuerySelectsEntriesByKeyWithoutCopying) {
+    auto hash = sampleHash();
+    EXPECT_TRUE(hash->query([](const std::string&) { return false; }).empty());
+    std::map<std::string, JsonNode*> all = hash->query([](const std::string&) { return true; });
+    ASSERT_EQ(all.size(), hash->size());
+    for (const auto& entry : all) EXPECT_EQ(entry.second, hash->get(entry.first));
+    const JsonHash& constHash = *hash;
+    auto some = constHash.query([](const std::string& k) { return k[0] == 'n'; });
+    EXPECT_EQ(some.size(), 2u);
+    EXPECT_EQ(some.begin()->first, "nul");
+}
+
+TEST(JsonHash, EqualityIgnoresInsertionOrder) {
+    JsonHash a, b;
+    a.add("x", 1L).add("y", "s");
+    b.add("y", "s").add("x", 1L);
+    EXPECT_EQ(a, b);
+    b.add("y", "t");
+    EXPECT_NE(a, b);
+    JsonArray empty;
+    EXPECT_NE(JsonHash(), empty) << "a hash and an array are never equal";
+    EXPECT_NE(empty, JsonHash());
+    EXPECT_EQ(JsonHash(), JsonHash());
+    EXPECT_EQ(a, a);
+}
+
+TEST(JsonContainers, CopiesAreDeepAndTurnRawChildrenIntoPlainTrees) {
+    JsonHash hash;
+    hash.add("r", new RawJson("[1]")).add("s", "x").add("n", new JsonNull);
+    hash.add("bad", new RawJson("["));
+    JsonHash copy(hash);
+    ASSERT_NE(copy.get("r"), nullptr);
+    EXPECT_FALSE(copy.get("r")->isRaw());
+    EXPECT_EQ(copy.get("r")->getType(), JSON_ARRAY);
+    EXPECT_EQ(copy.get("bad")->getType(), JSON_NULL) << "invalid raw text copies as null";
+    EXPECT_NE(copy.get("s"), hash.get("s"));
+    EXPECT_EQ(copy.toString(), R"({"bad":null,"n":null,"r":[1],"s":"x"})");
+    std::unique_ptr<JsonNode> clone(hash.clone());
+    EXPECT_FALSE(clone->get("r")->isRaw());
+
+    JsonArray array;
+    array.push_back(new RawJson(R"({"a":1})")).push_back("s");
+    JsonArray arrayCopy(array);
+    EXPECT_FALSE(arrayCopy[0]->isRaw());
+    EXPECT_EQ(arrayCopy, array);
+    EXPECT_EQ(arrayCopy.toString(), R"([{"a":1},"s"])");
+}
+
+TEST(JsonContainers, AssignmentFromItselfOrItsOwnSubtreeChangesNothing) {
+    auto hash = sampleHash();
+    JsonHash* inner = new JsonHash;
+    inner->add("deep", 1L);
+    JsonHash* middle = new JsonHash;
+    middle->add("inner", inner);
+    hash->add("middle", middle);
+    hash->add("raw", new RawJson(R"({"q":1})"));
+    const std::string before = hash->toString();
+    *hash = *hash;
+    EXPECT_EQ(hash->toString(), before);
+    *hash = *inner;
+    EXPECT_EQ(hash->toString(), before);
+    const JsonHash* rawTree = hash->get("raw")->asObject();
+    *hash = *rawTree;
+    EXPECT_EQ(hash->toString(), before);
+
+    JsonArray array;
+    JsonArray* child = new JsonArray;
+    child->push_back("c");
+    array.push_back(child).push_back("a");
+    array = array;
+    array = *child;
+    EXPECT_EQ(array.toString(), R"([["c"],"a"])");
+
+    JsonHash other;
+    other.add("z", 1L);
+    *middle = other;  // an ordinary assignment replaces the contents
+    EXPECT_EQ(hash->getObjectValue("middle")->toString(), R"({"z":1})");
+}
+
+TEST(JsonArray, IndexAssignEraseAndClearKeepOwnershipStraight) {
+    JsonArray array;
+    array.push_back(new Counted).push_back(new Counted).push_back(new Counted);
+    EXPECT_EQ(array.size(), 3u);
+    EXPECT_EQ(array[3], nullptr);
+    Counted outsider;
+    array.assign(3, &outsider);  // out of range: nothing happens, the node stays ours
+    EXPECT_EQ(array.size(), 3u);
+    EXPECT_EQ(Counted::alive, 4);
+    array.assign(1, new JsonString("s"));
+    EXPECT_EQ(Counted::alive, 3);
+    EXPECT_EQ(array[1]->getValue(), "s");
+
+    auto next = array.erase(array.begin(), true);
+    EXPECT_EQ(*next, array[0]);
+    EXPECT_EQ(Counted::alive, 2);
+    JsonNode* kept = array[1];
+    array.erase(array.begin() + 1, false);
+    EXPECT_EQ(Counted::alive, 2);
+    delete kept;
+    EXPECT_EQ(Counted::alive, 1);
+
+    array.push_back(new Counted);
+    std::vector<JsonNode*> detached(array.begin(), array.end());
+    array.clear(false);
+    EXPECT_EQ(array.size(), 0u);
+    EXPECT_EQ(Counted::alive, 2);
+    for (JsonNode* node : detached) delete node;
+    array.push_back(new Counted).push_back(new Counted);
+    array.clear(true);
+    EXPECT_EQ(Counted::alive, 1);  // the outsider
+}
+
+TEST(JsonArray, ConstructorsTakeNodesOrStrings) {
+    JsonArray fromSet(std::set<std::string>{"b", "a"});
+    EXPECT_EQ(fromSet.toString(), R"(["a","b"])");
+    JsonArray fromVector(std::vector<JsonNode*>{new JsonNum(1L), new JsonNull});
+    EXPECT_EQ(fromVector.toString(), "[1,null]");
+    EXPECT_EQ(JsonArray(std::vector<JsonNode*>()).size(), 0u);
+    EXPECT_EQ(JsonArray().toString(), "[]");
+}
+
+TEST(JsonArray, EqualityCountsOrder) {
+    JsonArray a, b;
+    a.push_back("x").push_back("y");
+    b.push_back("y").push_back("x");
+    EXPECT_NE(a, b);
+    JsonArray c(a);
+    EXPECT_EQ(a, c);
+    c.push_back("z");
+    EXPECT_NE(a, c);
+}
+
+TEST(JsonHash, EmptyHashIsAnEmptyStaticHash) {
+    EXPECT_EQ(JsonHash::EMPTY_HASH.size(), 0u);
+    EXPECT_EQ(JsonHash::EMPTY_HASH.toString(), "{}");
+    EXPECT_TRUE(JsonHash::EMPTY_HASH.isTruthy());
+}
+
+}  // namespace

@@ -1,0 +1,319 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "qorbasic/json.h"
+#include "qorbasic/json_validator.h"
+
+namespace {
+
+struct Outcome {
+    bool valid;
+    std::string errors;
+};
+
+// Validates the data text against the schema text with a fresh errors hash.
+Outcome run(const std::string& data_text, const std::string& schema_text) {
+    std::unique_ptr<JsonHash> data(JsonUtil::parseObject(data_text));
+    std::unique_ptr<JsonArray> schema(JsonUtil::parseArray(schema_text));
+    EXPECT_TRUE(data && schema) << data_text << " " << schema_text;
+    if (!data || !schema) return {false, "unparsed"};
+    JsonHash errors;
+    bool valid = JsonValidator::validate(data.get(), schema.get(), &errors);
+    return {valid, errors.toString()};
+}
+
+struct Case {
+    const char* data;
+    const char* schema;
+    const char* errors;  // "{}" for none
+};
+
+void expect_cases(const Case* begin, const Case* end) {
+    for (const Case* c = begin; c != end; ++c) {
+        Outcome out = run(c->data, c->schema);
+        EXPECT_EQ(out.errors, c->errors) << c->data << " against " << c->schema;
+        EXPECT_EQ(out.valid, std::string(c->errors) == "{}") << c->data << " against " << c->schema;
+    }
+}
+
+template <size_t N>
+void expect_cases(const Case (&cases)[N]) {
+    expect_cases(cases, cases + N);
+}
+
+TEST(JsonValidatorTest, WholeRunCollectsEveryMessageUnderItsKey) {
+    Outcome out =
+        run(R"({"name":"","port":70000,"mode":"c","addr":"1.2.3","tags":"x"})",
+            R"([{"key":"name","type":"string","required":true},)"
+            R"({"key":"port","type":"int","min":1,"max":65535},)"
+            R"({"key":"mode","type":"string","one_of":["a","b"]},)"
+            R"({"key":"addr","type":"ip"},{"key":"tags","type":"array"},)"
+            R"({"key":"zone","type":"int","required":{"mode":"c"}},{"key":"x","type":"fancy"}])");
+    EXPECT_FALSE(out.valid);
+    EXPECT_EQ(out.errors,
+              R"({"addr":["must be a valid IP address"],"base":["Found invalid type: fancy"],)"
+              R"("mode":["invalid option c"],"name":["can't be blank"],)"
+              R"("port":["can't be greater than 65535"],"tags":["must be an array"],)"
+              R"("zone":["can't be blank"]})");
+}
+
+TEST(JsonValidatorTest, SchemaShapeAndUnknownTypes) {
+    const Case cases[] = {
+        {R"({"a":1})", "[]", "{}"},
+        // Elements that are no hash, and rules without a usable key, are skipped.
+        {R"({"a":1})",
+         R"([1,"x",null,{"type":"int"},{"key":"","type":"fancy"},{"key":5,"type":"int"}])", "{}"},
+        {R"({"a":1})", R"([{"key":"a","type":"fancy"}])",
+         R"({"base":["Found invalid type: fancy"]})"},
+        {R"({"a":1})", R"([{"key":"a"}])", R"({"base":["Found invalid type: "]})"},
+        {R"({"a":1})", R"([{"key":"a","type":"INT"}])", R"({"base":["Found invalid type: INT"]})"},
+        // Keys of the data that no rule names are not looked at.
+        {R"({"a":"x","b":"y"})", R"([{"key":"c","type":"string"}])", "{}"},
+    };
+    expect_cases(cases);
+}
+
+TEST(JsonValidatorTest, BlankValuesForEveryType) {
+    const Case cases[] = {
+        {R"({})", R"([{"key":"k","type":"int"}])", "{}"},
+        {R"({"k":null})", R"([{"key":"k","type":"string"}])", "{}"},
+        {R"({})", R"([{"key":"k","type":"int","required":true}])", R"({"k":["can't be blank"]})"},
+        {R"({"k":null})", R"([{"key":"k","type":"string","required":true}])",
+         R"({"k":["can't be blank"]})"},
+        {R"({"k":null})", R"([{"key":"k","type":"array","required":true}])",
+         R"({"k":["can't be blank"]})"},
+        {R"({"k":null})", R"([{"key":"k","type":"bool","required":true}])",
+         R"({"k":["can't be blank"]})"},
+        {R"({"k":null})", R"([{"key":"k","type":"ip","required":true}])",
+         R"({"k":["can't be blank"]})"},
+        {R"({"k":null})", R"([{"key":"k","type":"cidr","required":true}])",
+         R"({"k":["can't be blank"]})"},
+    };
+    expect_cases(cases);
+}
+
+TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheData) {
+    const char* absent = R"([{"key":"k","type":"int","required":%s}])";
+    struct {
+        const char* data;
+        const char* required;
+        bool is_required;
+    } cases[] = {
+        {"{}", "true", true},
+        {"{}", "false", false},
+        {"{}", R"("yes")", false},
+        {"{}", "1", false},
+        {"{}", "[true]", false},
+        {"{}", "{}", true},
+        {R"({"mode":"static"})", R"({"mode":"static"})", true},
+        {R"({"mode":"dhcp"})", R"({"mode":"static"})", false},
+        {R"({"a":1})", R"({"a":1,"b":"x"})", false},
+        {R"({"a":1,"b":"x"})", R"({"a":1,"b":"x"})", true},
+        // The comparison is of texts.
+        {R"({"a":"1"})", R"({"a":1})", true},
+        {R"({"a":true})", R"({"a":"true"})", true},
+        {R"({"a":null})", R"({"a":"null"})", true},
+        // An absent key, a hash and an array all read as "".
+        {"{}", R"({"a":""})", true},
+        {R"({"a":[1]})", R"({"a":{}})", true},
+    };
+    for (const auto& c : cases) {
+        char schema[200];
+        std::snprintf(schema, sizeof(schema), absent, c.required);
+        Outcome out = run(c.data, schema);
+        EXPECT_EQ(out.errors, c.is_required ? R"({"k":["can't be blank"]})" : "{}")
+            << c.data << " required " << c.required;
+    }
+}
+
+TEST(JsonValidatorTest, IntRules) {
+    const Case cases[] = {
+        {R"({"k":5})", R"([{"key":"k","type":"int","min":5,"max":5}])", "{}"},
+        {R"({"k":-6})", R"([{"key":"k","type":"int","min":-5}])",
+         R"({"k":["can't be less than -5"]})"},
+        {R"({"k":5})", R"([{"key":"k","type":"int","min":10,"max":1}])",
+         R"({"k":["can't be less than 10","can't be greater than 1"]})"},
+        {R"({"k":true})", R"([{"key":"k","type":"int"}])", R"({"k":["must be an integer"]})"},
+        {R"({"k":"5"})", R"([{"key":"k","type":"int"}])", R"({"k":["must be an integer"]})"},
+        {R"({"k":""})", R"([{"key":"k","type":"int"}])", R"({"k":["must be an integer"]})"},
+        {R"({"k":[]})", R"([{"key":"k","type":"int"}])", R"({"k":["must be an integer"]})"},
+        // Bounds that are no number are ignored.
+        {R"({"k":5})", R"([{"key":"k","type":"int","min":"10","max":null}])", "{}"},
+        {R"({"k":-2147483648})", R"([{"key":"k","type":"int"}])", "{}"},
+        {R"({"k":2147483647})", R"([{"key":"k","type":"int"}])", "{}"},
+    };
+    expect_cases(cases);
+}
+
+TEST(JsonValidatorTest, IntMustBeCanonicalDecimalThatFitsAnInt) {
+    for (const char* text : {"5.0", "+5", "007", "1e3", "0x10", "3000000000", "-0", "2147483648"}) {
+        Outcome out = run(std::string(R"({"k":)") + text + "}",
+                          R"([{"key":"k","type":"int","min":1,"max":2}])");
+        // Bounds are not read against a value that is no int.
+        EXPECT_EQ(out.errors, R"({"k":["must be an integer"]})") << text;
+    }
+}
+
+TEST(JsonValidatorTest, StringRules) {
+    const Case cases[] = {
+        {R"({"k":""})", R"([{"key":"k","type":"string","required":true,"min":3}])",
+         R"({"k":["can't be blank"]})"},
+        {R"({"k":""})", R"([{"key":"k","type":"string","min":1}])",
+         R"({"k":["cannot be less than 1 characters"]})"},
+        {R"({"k":""})", R"([{"key":"k","type":"string","one_of":["a"]}])",
+         R"({"k":["invalid option "]})"},
+        {R"({"k":"ab"})", R"([{"key":"k","type":"string","min":2,"max":2}])", "{}"},
+        {R"({"k":"ab"})", R"([{"key":"k","type":"string","min":-1,"max":-1}])", "{}"},
+        {R"({"k":"abcd"})", R"([{"key":"k","type":"string","max":3}])",
+         R"({"k":["cannot be more than 3 characters"]})"},
+        // Lengths count bytes: two characters of two bytes each.
+        {"{\"k\":\"\xc3\xa9\xc3\xa9\"}", R"([{"key":"k","type":"string","max":3}])",
+         R"({"k":["cannot be more than 3 characters"]})"},
+        {R"({"k":"z"})", R"([{"key":"k","type":"string","one_of":["a","b"],"min":2,"max":0}])",
+         R"({"k":["invalid option z","cannot be less than 2 characters",)"
+         R"("cannot be more than 0 characters"]})"},
+        {R"({"k":"b"})", R"([{"key":"k","type":"string","one_of":["a","b"]}])", "{}"},
+        // Options that are no strings never match, and never crash.
+        {R"({"k":"1"})", R"([{"key":"k","type":"string","one_of":[1,null,["1"],{"1":1}]}])",
+         R"({"k":["invalid option 1"]})"},
+        {R"({"k":"a"})", R"([{"key":"k","type":"string","one_of":"a"}])", "{}"},
+        {R"({"k":5})", R"([{"key":"k","type":"string"}])", R"({"k":["must be a string"]})"},
+    };
+    expect_cases(cases);
+}
+
+TEST(JsonValidatorTest, ArrayRules) {
+    const Case cases[] = {
+        {R"({"k":[1,2,3]})", R"([{"key":"k","type":"array","subtype":"int","max":2}])",
+         R"({"k":["must have less than 2 elements"]})"},
+        {R"({"k":[1,2]})", R"([{"key":"k","type":"array","subtype":"int","max":2,"min":2}])", "{}"},
+        {R"({"k":[]})", R"([{"key":"k","type":"array","min":1}])",
+         R"({"k":["must have at least 1 elements"]})"},
+        {R"({"k":[]})", R"([{"key":"k","type":"array","min":-1}])", "{}"},
+        {R"({"k":[]})", R"([{"key":"k","type":"array"}])", "{}"},
+        {R"({"k":{}})", R"([{"key":"k","type":"array"}])", R"({"k":["must be an array"]})"},
+        // Each element is the value under its index.
+        {R"({"k":["1.2.3.4","x",5]})", R"([{"key":"k","type":"array","subtype":"ip"}])",
+         R"({"k":{"1":["must be a valid IP address"],"2":["must be a string"]}})"},
+        {R"({"k":[1,20]})",
+         R"([{"key":"k","type":"array","subtype":"int","element_validation":{"max":10}}])",
+         R"({"k":{"1":["can't be greater than 10"]}})"},
+        // Element errors replace the length messages.
+        {R"({"k":[1,"x"]})", R"([{"key":"k","type":"array","subtype":"int","max":1}])",
+         R"({"k":{"1":["must be an integer"]}})"},
+        // No subtype: one complaint per element, under "base" of the elements.
+        {R"({"k":[1,2]})", R"([{"key":"k","type":"array"}])",
+         R"({"k":{"base":["Found invalid type: ","Found invalid type: "]}})"},
+        // Nested arrays give nested hashes.
+        {R"({"k":[[1],["x"]]})",
+         R"([{"key":"k","type":"array","subtype":"array",)"
+         R"("element_validation":{"subtype":"int"}}])",
+         R"({"k":{"1":{"0":["must be an integer"]}}})"},
+    };
+    expect_cases(cases);
+}
+
+TEST(JsonValidatorTest, ArrayElementRequiredReadsTheDataOfTheCall) {
+    const char* schema = R"([{"key":"k","type":"array","subtype":"string",)"
+                         R"("element_validation":{"required":{"mode":"strict"}}}])";
+    EXPECT_EQ(run(R"({"mode":"strict","k":["a","",null]})", schema).errors,
+              R"({"k":{"1":["can't be blank"],"2":["can't be blank"]}})");
+    EXPECT_EQ(run(R"({"mode":"lax","k":["a","",null]})", schema).errors, "{}");
+}
+
+TEST(JsonValidatorTest, BoolRules) {
+    const Case cases[] = {
+        {R"({"k":false})", R"([{"key":"k","type":"bool"}])", "{}"},
+        {R"({"k":1})", R"([{"key":"k","type":"bool"}])", R"({"k":["must be a boolean"]})"},
+        {R"({"k":"true"})", R"([{"key":"k","type":"bool"}])", R"({"k":["must be a boolean"]})"},
+    };
+    expect_cases(cases);
+}
+
+TEST(JsonValidatorTest, IpAndCidrRules) {
+    const Case cases[] = {
+        {R"({"k":"::1"})", R"([{"key":"k","type":"ip"}])", "{}"},
+        {R"({"k":5})", R"([{"key":"k","type":"ip"}])", R"({"k":["must be a string"]})"},
+        {R"({"k":""})", R"([{"key":"k","type":"ip"}])", "{}"},
+        {R"({"k":""})", R"([{"key":"k","type":"ip","required":true}])",
+         R"({"k":["can't be blank"]})"},
+        {R"({"k":"10.0.0.0/8"})", R"([{"key":"k","type":"ip"}])",
+         R"({"k":["must be a valid IP address"]})"},
+        {R"({"k":"10.0.0.0/8"})", R"([{"key":"k","type":"cidr"}])", "{}"},
+        {R"({"k":"2001:db8::/32"})", R"([{"key":"k","type":"cidr"}])", "{}"},
+        {R"({"k":"10.0.0.0/33"})", R"([{"key":"k","type":"cidr"}])",
+         R"({"k":["must be a valid CIDR"]})"},
+        {R"({"k":"10.0.0.0"})", R"([{"key":"k","type":"cidr"}])",
+         R"({"k":["must be a valid CIDR"]})"},
+        // Texts the prefix parser raises on are invalid like any other.
+        {R"({"k":"10.0.0.0/x"})", R"([{"key":"k","type":"cidr"}])",
+         R"({"k":["must be a valid CIDR"]})"},
+        {R"({"k":"::/999999999999999999999"})", R"([{"key":"k","type":"cidr"}])",
+         R"({"k":["must be a valid CIDR"]})"},
+        // The bare-address test compares texts: upper-case digits pass.
+        {R"({"k":"FE80::1"})", R"([{"key":"k","type":"cidr"}])", "{}"},
+        {R"({"k":""})", R"([{"key":"k","type":"cidr"}])", "{}"},
+        {R"({"k":true})", R"([{"key":"k","type":"cidr"}])", R"({"k":["must be a string"]})"},
+    };
+    expect_cases(cases);
+}
+
+TEST(JsonValidatorTest, TwoRulesForOneKeyShareOneArrayInSchemaOrder) {
+    EXPECT_EQ(
+        run(R"({"k":"abc"})", R"([{"key":"k","type":"string","max":1},{"key":"k","type":"ip"}])")
+            .errors,
+        R"({"k":["cannot be more than 1 characters","must be a valid IP address"]})");
+}
+
+TEST(JsonValidatorTest, ResultCountsNewKeysOnlyAndKeepsEarlierEntries) {
+    std::unique_ptr<JsonHash> data(JsonUtil::parseObject(R"({"k":"x"})"));
+    std::unique_ptr<JsonArray> schema(JsonUtil::parseArray(R"([{"key":"k","type":"int"}])"));
+    JsonHash errors;
+    errors.add("earlier", "kept");
+    EXPECT_FALSE(JsonValidator::validate(data.get(), schema.get(), &errors));
+    EXPECT_TRUE(JsonValidator::validate(data.get(), schema.get(), &errors));
+    EXPECT_EQ(errors.toString(),
+              R"({"earlier":"kept","k":["must be an integer","must be an integer"]})");
+}
+
+TEST(JsonValidatorTest, NullArgumentsAreLoggedAndGiveFalse) {
+    std::unique_ptr<JsonHash> data(JsonUtil::parseObject(R"({"k":"x"})"));
+    std::unique_ptr<JsonArray> schema(JsonUtil::parseArray(R"([{"key":"k","type":"int"}])"));
+    JsonHash errors;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(JsonValidator::validate(nullptr, schema.get(), &errors));
+    EXPECT_FALSE(JsonValidator::validate(data.get(), nullptr, &errors));
+    EXPECT_FALSE(JsonValidator::validate(data.get(), schema.get(), nullptr));
+    std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("JsonValidator received null argument and will abort."), std::string::npos)
+        << log;
+    EXPECT_EQ(errors.size(), 0u);
+}
+
+TEST(JsonValidatorTest, AddErrorReplacesValueThatIsNoArray) {
+    JsonHash errors;
+    errors.add("k", "text");
+    JsonValidator::addError(&errors, "k", "first");
+    JsonValidator::addError(&errors, "k", "second");
+    EXPECT_EQ(errors.toString(), R"({"k":["first","second"]})");
+}
+
+TEST(JsonValidatorTest, ValidatorsReadTheirValueFromTheData) {
+    std::unique_ptr<JsonHash> data(JsonUtil::parseObject(R"({"n":"x","s":1,"b":0})"));
+    std::unique_ptr<JsonHash> rule(JsonUtil::parseObject(R"({"required":true})"));
+    JsonHash errors;
+    JsonValidator::validateInt("n", data.get(), rule.get(), &errors);
+    JsonValidator::validateString("s", data.get(), rule.get(), &errors);
+    JsonValidator::validateBool("b", data.get(), rule.get(), &errors);
+    JsonValidator::validateIp("missing", data.get(), rule.get(), &errors);
+    JsonValidator::validateItem("cidr", "s", data.get(), rule.get(), &errors);
+    EXPECT_EQ(errors.toString(),
+              R"({"b":["must be a boolean"],"missing":["can't be blank"],)"
+              R"("n":["must be an integer"],"s":["must be a string","must be a string"]})");
+    EXPECT_TRUE(JsonValidator::isRequired(data.get(), rule.get()));
+    EXPECT_FALSE(JsonValidator::isRequired(data.get(), &JsonHash::EMPTY_HASH));
+}
+
+}  // namespace

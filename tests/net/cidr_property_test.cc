@@ -1,0 +1,164 @@
+// Properties of the prefix arithmetic over many random prefixes of both
+// families. The expected values come from bit arithmetic on byte arrays,
+// written here from scratch, not from the library's own operators.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "net/address_bytes.h"
+#include "qorbasic/net.h"
+
+namespace {
+
+using net_test::Bytes;
+using net_test::bytes_of;
+
+constexpr int CASES = 10000;
+
+bool bit(const Bytes& b, int i) {
+    return (b[i / 8] >> (7 - i % 8)) & 1;
+}
+
+void set_bit(Bytes& b, int i, bool value) {
+    unsigned char m = static_cast<unsigned char>(0x80 >> (i % 8));
+    b[i / 8] = value ? (b[i / 8] | m) : (b[i / 8] & ~m);
+}
+
+// The first `n` bits of `b`, the rest cleared.
+Bytes masked(Bytes b, int n) {
+    for (int i = n; i < static_cast<int>(b.size()) * 8; ++i) set_bit(b, i, false);
+    return b;
+}
+
+bool same_leading_bits(const Bytes& a, const Bytes& b, int n) {
+    for (int i = 0; i < n; ++i) {
+        if (bit(a, i) != bit(b, i)) return false;
+    }
+    return true;
+}
+
+int common_leading_bits(const Bytes& a, const Bytes& b) {
+    int n = 0;
+    while (n < static_cast<int>(a.size()) * 8 && bit(a, n) == bit(b, n)) ++n;
+    return n;
+}
+
+class PrefixProperties : public ::testing::Test {
+  protected:
+    std::mt19937 rng{20261123u};
+
+    unsigned short family() { return rng() % 2 ? AF_INET : AF_INET6; }
+    static int width(unsigned short family) { return family == AF_INET ? 32 : 128; }
+    int below(int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); }
+
+    Bytes random_bytes(unsigned short family) {
+        Bytes b(width(family) / 8);
+        for (unsigned char& c : b) c = static_cast<unsigned char>(rng());
+        return b;
+    }
+
+    // A second address that shares a random number of leading bits with
+    // `b`, so that both outcomes of a containment test come up often.
+    Bytes near(const Bytes& b) {
+        Bytes other = b;
+        int keep = below(static_cast<int>(b.size()) * 8 + 1);
+        for (int i = keep; i < static_cast<int>(b.size()) * 8; ++i) set_bit(other, i, rng() % 2);
+        return other;
+    }
+
+    static IPAddress address(const Bytes& b, unsigned short family) {
+        return IPAddress(b.data(), family);
+    }
+};
+
+TEST_F(PrefixProperties, NetmaskPrefixLengthInvertsMakeNetmask) {
+    for (int i = 0; i < CASES; ++i) {
+        unsigned short f = family();
+        int n = below(width(f) + 1);
+        IPAddress mask = IPAddress::makeNetmask(f, n);
+        Bytes ones(width(f) / 8, 0xFF);
+        ASSERT_EQ(bytes_of(mask), masked(ones, n)) << f << "/" << n;
+        ASSERT_EQ(mask.netmaskPrefixLength(), n) << f << "/" << n;
+    }
+}
+
+TEST_F(PrefixProperties, NetmaskPrefixLengthIsZeroForBrokenMasks) {
+    for (int i = 0; i < CASES; ++i) {
+        unsigned short f = family();
+        int n = below(width(f) + 1);
+        Bytes mask = masked(Bytes(width(f) / 8, 0xFF), n);
+        // Flip one bit: that breaks the run unless it just moves its end.
+        int flipped = below(width(f));
+        set_bit(mask, flipped, !bit(mask, flipped));
+        int ones = 0;
+        while (ones < width(f) && bit(mask, ones)) ++ones;
+        bool contiguous = masked(mask, ones) == mask;
+        ASSERT_EQ(address(mask, f).netmaskPrefixLength(), contiguous ? ones : 0);
+    }
+}
+
+TEST_F(PrefixProperties, IncludesAgreesWithMaskingByHand) {
+    int included = 0;
+    for (int i = 0; i < CASES; ++i) {
+        unsigned short f = family();
+        Bytes net = random_bytes(f);
+        Bytes candidate = near(net);
+        int n = below(width(f) + 1);
+        bool expected = same_leading_bits(net, candidate, n);
+        included += expected;
+        IPCidr prefix(address(net, f), n);
+        ASSERT_EQ(prefix.includes(address(candidate, f)), expected) << prefix.toString();
+        // The same bytes under the other family are never included.
+        unsigned short other = f == AF_INET ? AF_INET6 : AF_INET;
+        Bytes widened = candidate;
+        widened.resize(width(other) / 8);
+        ASSERT_FALSE(prefix.includes(address(widened, other)));
+    }
+    // Both outcomes must have been exercised.
+    EXPECT_GT(included, CASES / 10);
+    EXPECT_LT(included, CASES - CASES / 10);
+}
+
+TEST_F(PrefixProperties, SumOfTheTwoHalvesGivesThePrefixBack) {
+    for (int i = 0; i < CASES; ++i) {
+        unsigned short f = family();
+        int n = below(width(f));  // the whole: 0 to width - 1
+        Bytes whole = masked(random_bytes(f), n);
+        // The halves are one bit longer, and may carry random host bits.
+        Bytes low = random_bytes(f), high = random_bytes(f);
+        for (int b = 0; b < n; ++b) {
+            set_bit(low, b, bit(whole, b));
+            set_bit(high, b, bit(whole, b));
+        }
+        set_bit(low, n, false);
+        set_bit(high, n, true);
+        IPCidr a(address(low, f), n + 1), b(address(high, f), n + 1);
+        IPCidr expected(address(whole, f), n);
+        if (rng() % 2) std::swap(a, b);
+        ASSERT_EQ(IPCidr::sum(a, b), expected) << a.toString() << " + " << b.toString();
+    }
+}
+
+TEST_F(PrefixProperties, SuperSetIncludesBothAndNoLongerPrefixDoes) {
+    for (int i = 0; i < CASES; ++i) {
+        unsigned short f = family();
+        Bytes a_bytes = random_bytes(f);
+        Bytes b_bytes = near(a_bytes);
+        int la = below(width(f) + 1), lb = below(width(f) + 1);
+        IPCidr a(address(a_bytes, f), la), b(address(b_bytes, f), lb);
+
+        int length = std::min({la, lb, common_leading_bits(a_bytes, b_bytes)});
+        IPCidr expected(address(masked(a_bytes, length), f), length);
+        IPCidr super = IPCidr::superSet(a, b);
+        ASSERT_EQ(super, expected) << a.toString() << " ^ " << b.toString();
+        ASSERT_TRUE(super.includes(a) && super.includes(b)) << super.toString();
+        if (length < std::min(la, lb)) {
+            // One more bit of a's network no longer holds b.
+            IPCidr longer(address(masked(a_bytes, length + 1), f), length + 1);
+            ASSERT_FALSE(longer.includes(a) && longer.includes(b)) << longer.toString();
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,301 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/un.h>
+
+#include <cstring>
+#include <vector>
+
+#include "net/address_bytes.h"
+#include "qorbasic/net.h"
+
+namespace {
+
+using net_test::bytes_of;
+using net_test::ip;
+
+TEST(IPAddressTest, TextParsesBothFamiliesAndRejectsTheRest) {
+    struct Case {
+        const char* text;
+        unsigned short family;
+        const char* printed;
+    } cases[] = {
+        {"1.2.3.4", AF_INET, "1.2.3.4"},
+        {"::1", AF_INET6, "::1"},
+        {"FE80::A", AF_INET6, "fe80::a"},
+        {"::ffff:1.2.3.4", AF_INET6, "::ffff:1.2.3.4"},
+        {"", 0, "invalid"},
+        {"1.2.3", 0, "invalid"},
+        {"1.2.3.4 ", 0, "invalid"},
+        {"256.1.1.1", 0, "invalid"},
+        {"1.2.3.4/8", 0, "invalid"},
+        {"garbage", 0, "invalid"},
+    };
+    for (const Case& c : cases) {
+        IPAddress a = ip(c.text);
+        EXPECT_EQ(a.addressFamily(), c.family) << c.text;
+        EXPECT_EQ(a.isValid(), c.family != 0) << c.text;
+        EXPECT_EQ(a.toString(), c.printed) << c.text;
+    }
+}
+
+TEST(IPAddressTest, LengthAndTypedViewsFollowTheFamily) {
+    IPAddress v4 = ip("1.2.3.4"), v6 = ip("::1"), none;
+    EXPECT_EQ(v4.addrLength(), 4);
+    EXPECT_EQ(v6.addrLength(), 16);
+    EXPECT_EQ(none.addrLength(), 0);
+    ASSERT_NE(v4.addr4(), nullptr);
+    EXPECT_EQ(v4.addr4()->s_addr, inet_addr("1.2.3.4"));
+    EXPECT_EQ(v4.addr6(), nullptr);
+    EXPECT_EQ(v6.addr4(), nullptr);
+    ASSERT_NE(v6.addr6(), nullptr);
+    EXPECT_EQ(v6.addr6()->s6_addr[15], 1);
+    EXPECT_EQ(none.addr4(), nullptr);
+    EXPECT_EQ(none.addr6(), nullptr);
+}
+
+TEST(IPAddressTest, ZeroAddressesAreValidAndDifferAcrossFamilies) {
+    EXPECT_TRUE(IPAddress::zero4.isValid());
+    EXPECT_TRUE(IPAddress::zero6.isValid());
+    EXPECT_FALSE(IPAddress::INVALID_ADDRESS.isValid());
+    EXPECT_FALSE(IPAddress::zero4 == IPAddress::zero6);
+    EXPECT_EQ(IPAddress::zero4.toString(), "0.0.0.0");
+    EXPECT_EQ(IPAddress::zero6.toString(), "::");
+    EXPECT_EQ(IPAddress(nullptr, AF_INET), IPAddress::zero4);
+    EXPECT_EQ(IPAddress(nullptr, AF_INET6), IPAddress::zero6);
+}
+
+TEST(IPAddressTest, RawBytesConstructorHonoursOnlyKnownFamilies) {
+    const unsigned char raw[16] = {10, 0, 0, 1, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    EXPECT_EQ(IPAddress(raw, AF_INET).toString(), "10.0.0.1");
+    EXPECT_EQ(IPAddress(raw, AF_INET6).addrLength(), 16);
+    EXPECT_FALSE(IPAddress(raw, AF_UNIX).isValid());
+    // Null data keeps even an unknown family.
+    EXPECT_EQ(IPAddress(nullptr, AF_UNIX).addressFamily(), AF_UNIX);
+
+    in_addr a4;
+    inet_pton(AF_INET, "9.8.7.6", &a4);
+    EXPECT_EQ(IPAddress(a4).toString(), "9.8.7.6");
+    in6_addr a6;
+    inet_pton(AF_INET6, "2001:db8::5", &a6);
+    EXPECT_EQ(IPAddress(a6).toString(), "2001:db8::5");
+}
+
+TEST(IPAddressTest, SockaddrRoundTripKeepsAddressAndZeroesPort) {
+    for (const char* text : {"192.168.1.2", "2001:db8::1"}) {
+        IPAddress a = ip(text);
+        sockaddr_in6 storage;
+        std::memset(&storage, 0xAB, sizeof(storage));
+        a.copy(reinterpret_cast<sockaddr*>(&storage));
+        const sockaddr* sa = reinterpret_cast<const sockaddr*>(&storage);
+        EXPECT_EQ(sa->sa_family, a.addressFamily()) << text;
+        EXPECT_EQ(reinterpret_cast<const sockaddr_in*>(sa)->sin_port, 0) << text;
+        EXPECT_EQ(IPAddress(sa), a) << text;
+    }
+    // Only the bytes of a sockaddr_in are cleared for IPv4.
+    sockaddr_in6 storage;
+    std::memset(&storage, 0xAB, sizeof(storage));
+    ip("1.2.3.4").copy(reinterpret_cast<sockaddr*>(&storage));
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(&storage)[16], 0xAB);
+}
+
+TEST(IPAddressTest, CopyOfInvalidAddressWritesNothing) {
+    sockaddr_in6 storage;
+    std::memset(&storage, 0xAB, sizeof(storage));
+    IPAddress().copy(reinterpret_cast<sockaddr*>(&storage));
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(&storage)[0], 0xAB);
+}
+
+TEST(IPAddressTest, SockaddrOfOtherFamilyKeepsFamilyWithoutBytes) {
+    sockaddr_un un;
+    std::memset(&un, 0, sizeof(un));
+    un.sun_family = AF_UNIX;
+    IPAddress a(reinterpret_cast<const sockaddr*>(&un));
+    EXPECT_TRUE(a.isValid());
+    EXPECT_EQ(a.addressFamily(), AF_UNIX);
+    EXPECT_EQ(a.addrLength(), 0);
+    EXPECT_EQ(a.toString(), "");
+    EXPECT_FALSE(IPAddress(static_cast<const sockaddr*>(nullptr)).isValid());
+}
+
+TEST(IPAddressTest, IncrementAndDecrementCarryAndRunOutToInvalid) {
+    struct Case {
+        const char* from;
+        bool up;
+        const char* to;
+    } cases[] = {
+        {"1.2.3.255", true, "1.2.4.0"},
+        {"1.2.4.0", false, "1.2.3.255"},
+        {"255.255.255.255", true, "invalid"},
+        {"0.0.0.0", false, "invalid"},
+        {"1::ffff", true, "1::1:0"},
+        {"1::1:0", false, "1::ffff"},
+        {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", true, "invalid"},
+        {"::", false, "invalid"},
+    };
+    for (const Case& c : cases) {
+        IPAddress a = ip(c.from);
+        IPAddress& same = c.up ? ++a : --a;
+        EXPECT_EQ(&same, &a);
+        EXPECT_EQ(a.toString(), c.to) << c.from << (c.up ? " ++" : " --");
+    }
+    IPAddress none;
+    EXPECT_FALSE((++none).isValid());
+    EXPECT_FALSE((--none).isValid());
+}
+
+TEST(IPAddressTest, BitOperatorsTakeFamilyAndWidthFromLeftOperand) {
+    EXPECT_EQ((ip("10.1.2.3") & ip("255.0.0.0")).toString(), "10.0.0.0");
+    EXPECT_EQ((ip("10.1.2.3") | ip("0.0.255.255")).toString(), "10.1.255.255");
+    IPAddress inverted = ~ip("255.255.255.0");
+    EXPECT_EQ(inverted.toString(), "0.0.0.255");
+    // The 12 bytes behind an IPv4 address stay zero, so it still equals
+    // an address parsed from text.
+    EXPECT_EQ(inverted, ip("0.0.0.255"));
+    EXPECT_EQ((~ip("::")).toString(), "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff");
+    // An IPv4 left operand reads only the first 4 bytes of an IPv6 right one.
+    EXPECT_EQ((ip("255.255.255.255") & ip("102:304::")).toString(), "1.2.3.4");
+    EXPECT_FALSE((IPAddress() | ip("1.2.3.4")).isValid());
+    EXPECT_FALSE((~IPAddress()).isValid());
+}
+
+TEST(IPAddressTest, AddressesOfDifferentFamiliesAreNeverEqual) {
+    EXPECT_NE(ip("1.2.3.4"), ip("::ffff:1.2.3.4"));
+    EXPECT_EQ(ip("1.2.3.4"), ip("1.2.3.4"));
+    EXPECT_NE(ip("1.2.3.4"), ip("1.2.3.5"));
+    EXPECT_EQ(IPAddress(), IPAddress::INVALID_ADDRESS);
+}
+
+TEST(IPAddressTest, MakeNetmaskCoversBothFamiliesAndRejectsTooLong) {
+    struct Case {
+        unsigned family, prefix;
+        const char* mask;
+    } cases[] = {
+        {AF_INET, 0, "0.0.0.0"},
+        {AF_INET, 1, "128.0.0.0"},
+        {AF_INET, 24, "255.255.255.0"},
+        {AF_INET, 25, "255.255.255.128"},
+        {AF_INET, 32, "255.255.255.255"},
+        {AF_INET, 33, "invalid"},
+        {AF_INET6, 0, "::"},
+        {AF_INET6, 33, "ffff:ffff:8000::"},
+        {AF_INET6, 64, "ffff:ffff:ffff:ffff::"},
+        {AF_INET6, 129, "invalid"},
+        {AF_UNIX, 8, "invalid"},
+        {0, 0, "invalid"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(IPAddress::makeNetmask(c.family, c.prefix).toString(), c.mask)
+            << c.family << "/" << c.prefix;
+    }
+    EXPECT_EQ(bytes_of(IPAddress::makeNetmask(AF_INET6, 33)),
+              (std::vector<unsigned char>{0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                          0, 0}));
+}
+
+TEST(IPAddressTest, NetmaskPrefixLengthReadsOnlyContiguousMasks) {
+    struct Case {
+        const char* mask;
+        unsigned short length;
+    } cases[] = {
+        {"255.255.255.0", 24},    {"255.255.255.255", 32}, {"255.0.255.0", 0}, {"255.255.255.1", 0},
+        {"0.0.0.0", 0},           {"255.254.0.0", 15},     {"128.0.0.0", 1},   {"0.255.0.0", 0},
+        {"ffff:ffff:8000::", 33}, {"ffff::1", 0},          {"garbage", 0},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(ip(c.mask).netmaskPrefixLength(), c.length) << c.mask;
+    }
+}
+
+TEST(IPAddressTest, ApplyNetmaskNeedsMatchingFamilyOrFittingPrefix) {
+    IPAddress a = ip("10.1.2.3");
+    EXPECT_FALSE(a.applyNetmask(IPAddress::makeNetmask(AF_INET6, 8)));
+    EXPECT_EQ(a.toString(), "10.1.2.3");
+    EXPECT_FALSE(a.applyNetmask(static_cast<unsigned short>(33)));
+    EXPECT_EQ(a.toString(), "10.1.2.3");
+    EXPECT_TRUE(a.applyNetmask(static_cast<unsigned short>(16)));
+    EXPECT_EQ(a.toString(), "10.1.0.0");
+    EXPECT_TRUE(a.applyNetmask(ip("255.0.0.0")));
+    EXPECT_EQ(a.toString(), "10.0.0.0");
+}
+
+TEST(IPAddressTest, IPv4InIPv6ConversionsRoundTrip) {
+    IPAddress a = ip("1.2.3.4");
+    EXPECT_FALSE(a.isIPv4InIPv6());
+    EXPECT_EQ(a.v6mapped().toString(), "::ffff:1.2.3.4");
+    EXPECT_EQ(a.toString(), "1.2.3.4");  // v6mapped leaves the original
+    EXPECT_TRUE(a.toIPv6());
+    EXPECT_TRUE(a.isIPv4InIPv6());
+    EXPECT_EQ(a, ip("::ffff:1.2.3.4"));
+    EXPECT_TRUE(a.toIPv4());
+    EXPECT_EQ(a, ip("1.2.3.4"));
+    EXPECT_TRUE(a.toIPv4());  // already IPv4
+
+    IPAddress loopback = ip("::1");
+    EXPECT_TRUE(loopback.toIPv6());
+    EXPECT_FALSE(loopback.toIPv4());
+    EXPECT_EQ(loopback.toString(), "::1");
+    EXPECT_FALSE(ip("::fffe:1.2.3.4").isIPv4InIPv6());
+    EXPECT_FALSE(ip("1::ffff:1.2.3.4").isIPv4InIPv6());
+
+    IPAddress none;
+    EXPECT_FALSE(none.toIPv6());
+    EXPECT_FALSE(none.toIPv4());
+    EXPECT_FALSE(none.v6mapped().isValid());
+}
+
+TEST(IPAddressTest, SolicitedNodeAddressTakesLastThreeBytes) {
+    EXPECT_EQ(ip("2001:db8::12:34aa:bbcc").v6SolicitedNodeMcastAddress().toString(),
+              "ff02::1:ffaa:bbcc");
+    EXPECT_EQ(bytes_of(ip("fe80::aa:bbcc").v6SolicitedNodeMcastAddress()),
+              (std::vector<unsigned char>{0xFF, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x01, 0xFF, 0xAA,
+                                          0xBB, 0xCC}));
+    EXPECT_FALSE(ip("1.2.3.4").v6SolicitedNodeMcastAddress().isValid());
+    EXPECT_FALSE(IPAddress().v6SolicitedNodeMcastAddress().isValid());
+}
+
+TEST(IPAddressTest, MulticastMacMapsMulticastAndBroadcastOnly) {
+    struct Case {
+        const char* address;
+        const char* mac;
+    } cases[] = {
+        {"224.129.2.3", "01:00:5e:01:02:03"},
+        {"239.255.255.250", "01:00:5e:7f:ff:fa"},
+        {"224.0.0.1", "01:00:5e:00:00:01"},
+        {"255.255.255.255", "ff:ff:ff:ff:ff:ff"},
+        {"10.0.0.1", "00:00:00:00:00:00"},
+        {"240.0.0.1", "00:00:00:00:00:00"},
+        {"ff02::1:ff00:1234", "33:33:ff:00:12:34"},
+        {"fe80::1", "00:00:00:00:00:00"},
+        {"bad", "00:00:00:00:00:00"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(ip(c.address).multicastMac().toString(), c.mac) << c.address;
+    }
+}
+
+TEST(IPAddressTest, LinkLocalClearsTheUniversalLocalBit) {
+    struct Case {
+        const char* mac;
+        const char* address;
+    } cases[] = {
+        {"02:11:22:33:44:55", "fe80::11:22ff:fe33:4455"},
+        // Already clear: an XOR would set it, the AND keeps it clear.
+        {"00:11:22:33:44:55", "fe80::11:22ff:fe33:4455"},
+        {"ff:ff:ff:ff:ff:ff", "fe80::fdff:ffff:feff:ffff"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(IPAddress::makeIPv6LinkLocal(MACAddress(std::string(c.mac))).toString(),
+                  c.address)
+            << c.mac;
+    }
+}
+
+TEST(IPAddressTest, HitAddressesLieInTheOrchidPrefix) {
+    EXPECT_TRUE(ip("2001:10::1").isHIT());
+    EXPECT_TRUE(ip("2001:1f:ffff::1").isHIT());
+    EXPECT_FALSE(ip("2001:20::1").isHIT());
+    EXPECT_FALSE(ip("32.1.0.16").isHIT());
+    EXPECT_FALSE(IPAddress().isHIT());
+}
+
+}  // namespace

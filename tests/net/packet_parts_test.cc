@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "qorbasic/log.h"
+#include "qorbasic/net.h"
+
+namespace {
+
+using NetworkUtils::PacketParts;
+
+// Offsets of the parts from the start of the packet, -1 for null.
+struct Offsets {
+    int ipv4, ip_payload, ipv6, icmp, icmp_payload, tcp, tcp_payload, udp, udp_payload, proto255;
+    bool operator==(const Offsets& o) const {
+        return ipv4 == o.ipv4 && ip_payload == o.ip_payload && ipv6 == o.ipv6 && icmp == o.icmp &&
+               icmp_payload == o.icmp_payload && tcp == o.tcp && tcp_payload == o.tcp_payload &&
+               udp == o.udp && udp_payload == o.udp_payload && proto255 == o.proto255;
+    }
+};
+
+std::ostream& operator<<(std::ostream& out, const Offsets& o) {
+    return out << "ipv4=" << o.ipv4 << " ip_payload=" << o.ip_payload << " ipv6=" << o.ipv6
+               << " icmp=" << o.icmp << "+" << o.icmp_payload << " tcp=" << o.tcp << "+"
+               << o.tcp_payload << " udp=" << o.udp << "+" << o.udp_payload
+               << " proto255=" << o.proto255;
+}
+
+Offsets offsets_of(const PacketParts& p, const char* base) {
+    auto at = [base](const char* part) { return part ? static_cast<int>(part - base) : -1; };
+    return {at(p.ipv4), at(p.ip_payload),  at(p.ipv6), at(p.icmp),        at(p.icmp_payload),
+            at(p.tcp),  at(p.tcp_payload), at(p.udp),  at(p.udp_payload), at(p.proto255)};
+}
+
+std::vector<char> packet(int length, unsigned char first, unsigned char protocol) {
+    std::vector<char> bytes(length, 0);
+    if (length > 0) bytes[0] = static_cast<char>(first);
+    if (length > 9) bytes[9] = static_cast<char>(protocol);
+    return bytes;
+}
+
+TEST(PacketPartsTest, FindsHeadersAtFixedOffsetsWithinThePacket) {
+    const int N = -1;
+    struct Case {
+        const char* what;
+        int length;
+        unsigned char first, protocol;
+        Offsets expected;
+    } cases[] = {
+        {"tcp header at the end", 20, 0x45, 6, {0, N, N, N, N, N, N, N, N, N}},
+        {"short ipv4, protocol unread", 10, 0x45, 6, {0, N, N, N, N, N, N, N, N, N}},
+        {"icmp payload at the end", 48, 0x45, 1, {0, 20, N, 20, N, N, N, N, N, N}},
+        {"icmp with payload", 49, 0x45, 1, {0, 20, N, 20, 48, N, N, N, N, N}},
+        {"udp behind 24-byte header", 60, 0x46, 17, {0, 24, N, N, N, N, N, 24, 32, N}},
+        {"tcp with payload", 41, 0x45, 6, {0, 20, N, N, N, 20, 40, N, N, N}},
+        {"protocol 255", 30, 0x45, 255, {0, 20, N, N, N, N, N, N, N, 20}},
+        {"other protocol", 30, 0x45, 47, {0, 20, N, N, N, N, N, N, N, N}},
+        {"header longer than packet", 30, 0x4F, 6, {0, N, N, N, N, N, N, N, N, N}},
+        {"ipv6", 40, 0x60, 6, {N, N, 0, N, N, N, N, N, N, N}},
+        {"version 5", 40, 0x50, 6, {N, N, N, N, N, N, N, N, N, N}},
+    };
+    for (const Case& c : cases) {
+        std::vector<char> bytes = packet(c.length, c.first, c.protocol);
+        PacketParts parts(bytes.data(), c.length);
+        EXPECT_EQ(parts.data, bytes.data()) << c.what;
+        EXPECT_EQ(parts.length, c.length) << c.what;
+        EXPECT_EQ(offsets_of(parts, bytes.data()), c.expected) << c.what;
+    }
+}
+
+TEST(PacketPartsTest, EmptyOrNegativeLengthGivesEmptyView) {
+    std::vector<char> bytes = packet(40, 0x45, 6);
+    for (int length : {0, -5}) {
+        PacketParts parts(bytes.data(), length);
+        EXPECT_EQ(parts.data, nullptr);
+        EXPECT_EQ(parts.length, 0);
+        EXPECT_EQ(offsets_of(parts, bytes.data()),
+                  (Offsets{-1, -1, -1, -1, -1, -1, -1, -1, -1, -1}));
+    }
+}
+
+TEST(PacketPartsTest, MissingBytesAreLoggedAndGiveEmptyView) {
+    testing::internal::CaptureStderr();
+    PacketParts parts(nullptr, 40);
+    std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("packet bytes missing"), std::string::npos) << log;
+    EXPECT_EQ(parts.data, nullptr);
+    EXPECT_EQ(parts.length, 0);
+    EXPECT_EQ(parts.ipv4, nullptr);
+    EXPECT_EQ(parts.ipv6, nullptr);
+}
+
+TEST(PacketPartsTest, ShortHeaderIsLoggedAndLeavesNoTransportParts) {
+    std::vector<char> bytes = packet(60, 0x41, 6);  // header length 4
+    testing::internal::CaptureStderr();
+    PacketParts parts(bytes.data(), 60);
+    std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("invalid packet header length"), std::string::npos) << log;
+    EXPECT_EQ(offsets_of(parts, bytes.data()), (Offsets{0, -1, -1, -1, -1, -1, -1, -1, -1, -1}));
+}
+
+TEST(PacketPartsDeathTest, ShortHeaderLeavesProcessAliveUnderDefaultAssertHandler) {
+    EXPECT_EXIT(
+        {
+            setAssertFailure(defaultAssertFailure);
+            for (unsigned char first : {0x40, 0x41, 0x44}) {
+                std::vector<char> bytes = packet(60, first, 17);
+                PacketParts parts(bytes.data(), 60);
+                if (parts.udp != nullptr) std::exit(2);
+            }
+            PacketParts missing(nullptr, 20);
+            std::exit(missing.data == nullptr ? 0 : 3);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
