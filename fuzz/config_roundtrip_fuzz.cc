@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdint>
 #include <fstream>
 #include <sstream>
@@ -30,9 +31,14 @@ struct Workspace {
 // Outer blanks are trimmed, '#' may open a comment and outer quotes are
 // removed on reading, and nothing escapes them on writing.
 bool carriable(const std::string& value) {
+    if (value.empty()) {
+        return true;
+    }
     const bool quoted = value.size() >= 2 && value.front() == value.back() &&
                         (value.front() == '"' || value.front() == '\'');
-    return value.find('#') == std::string::npos && !quoted;
+    const bool blank_ends = isspace(static_cast<unsigned char>(value.front())) != 0 ||
+                            isspace(static_cast<unsigned char>(value.back())) != 0;
+    return value.find('#') == std::string::npos && !quoted && !blank_ends;
 }
 
 }  // namespace

@@ -30,11 +30,11 @@
 //   settings already equal the map is not opened for writing at all.
 // - Values are written as they are, so a value with outer blanks, a '#' or
 //   outer quotes does not read back the same.
-// - Every path operation holds the lock file of the path (ScopedFileLock) for
+// - Every path operation holds the lock file of the path (FileUtils::ScopedFileLock) for
 //   one read or one write, readers included. setConfigValue reads under one
 //   lock and writes under another, so of two concurrent read-modify-write
 //   cycles the later write decides. Never call these while holding a
-//   ScopedFileLock of the same file name: the inner lock waits for ever.
+//   lock of the same file name: the inner lock waits for ever.
 #ifndef QORBASIC_CONFIG_H
 #define QORBASIC_CONFIG_H
 

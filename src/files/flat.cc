@@ -1,6 +1,5 @@
 // The flat call interface of files, configuration and profiles: each
 // function calls one operation and turns its result into a number.
-#include <cstdlib>
 #include <cstring>
 #include <string>
 

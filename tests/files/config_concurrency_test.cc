@@ -36,14 +36,14 @@ ConfigMap make_state(int writer, int variant) {
 }
 
 TEST(ConfigConcurrency, ReadersUnderTheLockSeeOnlyCompleteStates) {
-    qortest::use_test_lock_dir();
+    config_test::use_test_lock_dir();
     // Fix the lock directory before forking, so that all processes share it.
     std::string lock_dir;
     FileUtils::lockdir_path(lock_dir);
 
-    qortest::TempDir dir;
-    ASSERT_FALSE(dir.path().empty());
-    const std::string path = dir.file("shared.conf");
+    files_test::TempTree dir;
+    ASSERT_FALSE(dir.root().empty());
+    const std::string path = dir.path("shared.conf");
 
     std::vector<ConfigMap> states;
     for (int w = 0; w < kWriters; ++w) {

@@ -4,15 +4,16 @@
 #include <sys/stat.h>
 #include <utime.h>
 
+#include <fstream>
 #include <sstream>
 
 #include "files/config_test_support.h"
 
 namespace {
 
+using config_test::read_all;
+using config_test::write_text;
 using ConfigUtils::ConfigMap;
-using qortest::read_text;
-using qortest::write_text;
 
 // ---------------------------------------------------------------------------
 // One line at a time.
@@ -146,14 +147,14 @@ TEST(GetConfigStream, StreamThatIsNotGoodIsAFailure) {
 class ConfigFile : public ::testing::Test {
   protected:
     void SetUp() override {
-        qortest::use_test_lock_dir();
-        ASSERT_FALSE(dir_.path().empty());
-        path_ = dir_.file("test.conf");
+        config_test::use_test_lock_dir();
+        ASSERT_FALSE(dir_.root().empty());
+        path_ = dir_.path("test.conf");
     }
 
     void copy_fixture(const std::string& name) {
-        write_text(path_, read_text(qortest::fixture_path(name)));
-        ASSERT_FALSE(read_text(path_).empty());
+        write_text(path_, read_all(config_test::fixture_path(name)));
+        ASSERT_FALSE(read_all(path_).empty());
     }
 
     ConfigMap read_config(char separator = '=') {
@@ -177,7 +178,7 @@ class ConfigFile : public ::testing::Test {
         return stat(path_.c_str(), &st) == 0 ? st.st_mtime : 0;
     }
 
-    qortest::TempDir dir_;
+    files_test::TempTree dir_;
     std::string path_;
 };
 
@@ -198,7 +199,7 @@ TEST_F(ConfigFile, CrLfFileReadsWithoutCarriageReturns) {
 
 TEST_F(ConfigFile, MissingFileIsAFailureAndLeavesTheMapAlone) {
     ConfigMap config{{"kept", "1"}};
-    EXPECT_FALSE(ConfigUtils::getConfig(dir_.file("missing.conf"), config, '='));
+    EXPECT_FALSE(ConfigUtils::getConfig(dir_.path("missing.conf"), config, '='));
     EXPECT_EQ((ConfigMap{{"kept", "1"}}), config);
 }
 
@@ -206,7 +207,12 @@ TEST_F(ConfigFile, MissingFileIsAFailureAndLeavesTheMapAlone) {
 // that must not pass for an empty file.
 TEST_F(ConfigFile, PathNamingADirectoryIsAFailure) {
     ConfigMap config;
-    EXPECT_FALSE(ConfigUtils::getConfig(dir_.path(), config, '='));
+    EXPECT_FALSE(ConfigUtils::getConfig(dir_.root(), config, '='));
+    EXPECT_TRUE(config.empty());
+
+    std::ifstream in(dir_.root());
+    ASSERT_TRUE(in.good());
+    EXPECT_FALSE(ConfigUtils::getConfig(in, config, '='));
     EXPECT_TRUE(config.empty());
 }
 
@@ -232,19 +238,19 @@ TEST_F(ConfigFile, ChangedSettingRewritesEverySettingInNormalForm) {
         "empty=\n"
         "dup=second\n"
         "dup=second\n",
-        read_text(path_));
+        read_all(path_));
 }
 
 TEST_F(ConfigFile, UnchangedSettingsLeaveBytesAndModificationTime) {
     write_text(path_,
                "# head\n   # indented\n\nname = \"two words\"   # who\n  other : x\n"
                "empty=\ndup = 1\ndup=1\n\n");
-    const std::string before = read_text(path_);
+    const std::string before = read_all(path_);
     age_file();
     const time_t aged = mtime();
     // Equal settings, although several lines are not in normal form.
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, read_config(), '='));
-    EXPECT_EQ(before, read_text(path_));
+    EXPECT_EQ(before, read_all(path_));
     EXPECT_EQ(aged, mtime());
 }
 
@@ -255,7 +261,7 @@ TEST_F(ConfigFile, DuplicateKeyWithDisagreeingLinesIsAlwaysRewritten) {
     ConfigMap config = read_config();
     EXPECT_EQ((ConfigMap{{"dup", "second"}}), config);
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, config, '='));
-    EXPECT_EQ("dup=second\ndup=second\n", read_text(path_));
+    EXPECT_EQ("dup=second\ndup=second\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, CrLfFileIsRewrittenWithLineFeeds) {
@@ -263,19 +269,19 @@ TEST_F(ConfigFile, CrLfFileIsRewrittenWithLineFeeds) {
     ConfigMap config = read_config();
     config["port"] = "8080";
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, config, '='));
-    EXPECT_EQ("host=example.org\n# comment\nport=8080\n", read_text(path_));
+    EXPECT_EQ("host=example.org\n# comment\nport=8080\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, KeyMissingFromTheMapLosesAllItsLinesWithTheirComments) {
     write_text(path_, "# head\ndup=1 # first\nkeep=x\ndup=2 # second\n");
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, ConfigMap{{"keep", "x"}}, '='));
-    EXPECT_EQ("# head\nkeep=x\n", read_text(path_));
+    EXPECT_EQ("# head\nkeep=x\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, EmptyMapRemovesEverySettingAndKeepsComments) {
     write_text(path_, "# one\na=1\n\n# two\nb=2\n");
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, ConfigMap(), '='));
-    EXPECT_EQ("# one\n\n# two\n", read_text(path_));
+    EXPECT_EQ("# one\n\n# two\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, EmptyMapOnMissingFileCreatesNothing) {
@@ -287,7 +293,7 @@ TEST_F(ConfigFile, NewKeysGoToTheEndSortedAndUnquoted) {
     write_text(path_, "m=1\n# last comment\n");
     ConfigMap config{{"m", "1"}, {"z", "x y"}, {"a", "\"q\""}, {"B", "upper"}};
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, config, '='));
-    EXPECT_EQ("m=1\n# last comment\nB=upper\na=\"q\"\nz=x y\n", read_text(path_));
+    EXPECT_EQ("m=1\n# last comment\nB=upper\na=\"q\"\nz=x y\n", read_all(path_));
 }
 
 // The format has no escapes: values with outer blanks, a '#' or outer quotes
@@ -295,7 +301,7 @@ TEST_F(ConfigFile, NewKeysGoToTheEndSortedAndUnquoted) {
 TEST_F(ConfigFile, ValuesTheFormatCannotCarryReadBackChanged) {
     ConfigMap config{{"lead", "  x"}, {"hash", "a # b"}, {"quoted", "'q'"}};
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, config, '='));
-    EXPECT_EQ("hash=a # b\nlead=  x\nquoted='q'\n", read_text(path_));
+    EXPECT_EQ("hash=a # b\nlead=  x\nquoted='q'\n", read_all(path_));
     EXPECT_EQ((ConfigMap{{"lead", "x"}, {"hash", "a"}, {"quoted", "q"}}), read_config());
 }
 
@@ -305,11 +311,11 @@ TEST_F(ConfigFile, OtherSeparatorIsUsedForReadingAndWriting) {
     EXPECT_EQ((ConfigMap{{"host", "example.org"}, {"url", "http://h:80/"}}), config);
     config["host"] = "example.net";
     ASSERT_TRUE(ConfigUtils::writeConfig(path_, config, ':'));
-    EXPECT_EQ("host:example.net\nurl:http://h:80/\nother=1\n", read_text(path_));
+    EXPECT_EQ("host:example.net\nurl:http://h:80/\nother=1\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, WriteIntoMissingDirectoryFails) {
-    EXPECT_FALSE(ConfigUtils::writeConfig(dir_.file("no/such.conf"), ConfigMap{{"a", "1"}}, '='));
+    EXPECT_FALSE(ConfigUtils::writeConfig(dir_.path("no/such.conf"), ConfigMap{{"a", "1"}}, '='));
 }
 
 // ---------------------------------------------------------------------------
@@ -317,7 +323,7 @@ TEST_F(ConfigFile, WriteIntoMissingDirectoryFails) {
 
 TEST_F(ConfigFile, SetValueOnMissingFileCreatesOneLine) {
     EXPECT_TRUE(ConfigUtils::setConfigValue(path_, "key", "value"));
-    EXPECT_EQ("key=value\n", read_text(path_));
+    EXPECT_EQ("key=value\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, SetEmptyValueOnAbsentKeyWritesNothing) {
@@ -330,18 +336,18 @@ TEST_F(ConfigFile, SetSameValueLeavesTheFileAlone) {
     age_file();
     const time_t aged = mtime();
     EXPECT_TRUE(ConfigUtils::setConfigValue(path_, "key", "value"));
-    EXPECT_EQ("key = \"value\"   # note\n", read_text(path_));
+    EXPECT_EQ("key = \"value\"   # note\n", read_all(path_));
     EXPECT_EQ(aged, mtime());
 }
 
 TEST_F(ConfigFile, SetValueChangesItsLineInPlace) {
     write_text(path_, "# c\nkey = old # note\nother=1\n");
     EXPECT_TRUE(ConfigUtils::setConfigValue(path_, "key", "new"));
-    EXPECT_EQ("# c\nkey=new # note\nother=1\n", read_text(path_));
+    EXPECT_EQ("# c\nkey=new # note\nother=1\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, SetValueInMissingDirectoryFails) {
-    EXPECT_FALSE(ConfigUtils::setConfigValue(dir_.file("no/such.conf"), "key", "value"));
+    EXPECT_FALSE(ConfigUtils::setConfigValue(dir_.path("no/such.conf"), "key", "value"));
 }
 
 TEST_F(ConfigFile, RemoveValueOfMissingFileFails) {
@@ -353,21 +359,21 @@ TEST_F(ConfigFile, RemoveAbsentKeyLeavesTheFileAlone) {
     age_file();
     const time_t aged = mtime();
     EXPECT_TRUE(ConfigUtils::removeConfigValue(path_, "key", '='));
-    EXPECT_EQ("a = 1\n", read_text(path_));
+    EXPECT_EQ("a = 1\n", read_all(path_));
     EXPECT_EQ(aged, mtime());
 }
 
 TEST_F(ConfigFile, RemoveValueDropsEveryLineOfTheKey) {
     write_text(path_, "key: 1 # a\nother: 2\nkey: 3\n");
     EXPECT_TRUE(ConfigUtils::removeConfigValue(path_, "key", ':'));
-    EXPECT_EQ("other:2\n", read_text(path_));
+    EXPECT_EQ("other:2\n", read_all(path_));
 }
 
 TEST_F(ConfigFile, GetValueGivesTextOrEmpty) {
     write_text(path_, "a = \"x y\"\n");
     EXPECT_EQ("x y", ConfigUtils::getConfigValue(path_, "a"));
     EXPECT_EQ("", ConfigUtils::getConfigValue(path_, "b"));
-    EXPECT_EQ("", ConfigUtils::getConfigValue(dir_.file("missing.conf"), "a"));
+    EXPECT_EQ("", ConfigUtils::getConfigValue(dir_.path("missing.conf"), "a"));
 }
 
 TEST_F(ConfigFile, GetIntValueFallsBackToTheDefault) {
@@ -382,7 +388,7 @@ TEST_F(ConfigFile, GetIntValueFallsBackToTheDefault) {
     for (const auto& c : cases) {
         EXPECT_EQ(c.expected, ConfigUtils::getConfigValue(path_, c.key, 7)) << c.key;
     }
-    EXPECT_EQ(7, ConfigUtils::getConfigValue(dir_.file("missing.conf"), "mixed", 7));
+    EXPECT_EQ(7, ConfigUtils::getConfigValue(dir_.path("missing.conf"), "mixed", 7));
 }
 
 }  // namespace

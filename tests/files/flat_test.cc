@@ -14,8 +14,8 @@
 
 namespace {
 
-using qortest::read_text;
-using qortest::write_text;
+using config_test::read_all;
+using config_test::write_text;
 
 bool exists(const std::string& path) {
     return access(path.c_str(), F_OK) == 0;
@@ -24,17 +24,17 @@ bool exists(const std::string& path) {
 class FlatFunctions : public ::testing::Test {
   protected:
     void SetUp() override {
-        qortest::use_test_lock_dir();
-        ASSERT_FALSE(dir_.path().empty());
+        config_test::use_test_lock_dir();
+        ASSERT_FALSE(dir_.root().empty());
     }
-    qortest::TempDir dir_;
+    files_test::TempTree dir_;
 };
 
 // ---------------------------------------------------------------------------
 // Convention A (0 success) beside convention B (1 success).
 
 TEST_F(FlatFunctions, RemovalsGiveZeroOnSuccess) {
-    const std::string file = dir_.file("f"), sub = dir_.file("d");
+    const std::string file = dir_.path("f"), sub = dir_.path("d");
     write_text(file, "x");
     ASSERT_EQ(0, mkdir(sub.c_str(), 0755));
     write_text(sub + "/inner", "x");
@@ -52,16 +52,16 @@ TEST_F(FlatFunctions, RemovalsGiveZeroOnSuccess) {
 }
 
 TEST_F(FlatFunctions, CopyAndMoveRunInOppositeSenses) {
-    const std::string source = dir_.file("source"), copy = dir_.file("copy"),
-                      moved = dir_.file("moved"), missing = dir_.file("missing");
+    const std::string source = dir_.path("source"), copy = dir_.path("copy"),
+                      moved = dir_.path("moved"), missing = dir_.path("missing");
     write_text(source, "content");
 
     EXPECT_EQ(1, fileutils_copy_file(source.c_str(), copy.c_str(), 0));
-    EXPECT_EQ("content", read_text(copy));
+    EXPECT_EQ("content", read_all(copy));
     EXPECT_EQ(0, fileutils_copy_file(missing.c_str(), copy.c_str(), 1));
 
     EXPECT_EQ(0, fileutils_move_file(source.c_str(), moved.c_str(), 0));
-    EXPECT_EQ("content", read_text(moved));
+    EXPECT_EQ("content", read_all(moved));
     EXPECT_FALSE(exists(source));
     EXPECT_EQ(1, fileutils_move_file(missing.c_str(), moved.c_str(), 1));
     // Without overwrite an existing destination stays.
@@ -70,11 +70,11 @@ TEST_F(FlatFunctions, CopyAndMoveRunInOppositeSenses) {
 }
 
 TEST_F(FlatFunctions, FileExistsGivesOneForARegularFile) {
-    const std::string file = dir_.file("f");
+    const std::string file = dir_.path("f");
     write_text(file, "");
     EXPECT_EQ(1, fileutils_file_exists(file.c_str()));
-    EXPECT_EQ(0, fileutils_file_exists(dir_.path().c_str()));
-    EXPECT_EQ(0, fileutils_file_exists(dir_.file("missing").c_str()));
+    EXPECT_EQ(0, fileutils_file_exists(dir_.root().c_str()));
+    EXPECT_EQ(0, fileutils_file_exists(dir_.path("missing").c_str()));
     EXPECT_EQ(0, fileutils_file_exists(nullptr));
 }
 
@@ -82,7 +82,7 @@ TEST_F(FlatFunctions, FileExistsGivesOneForARegularFile) {
 // Convention C.
 
 TEST_F(FlatFunctions, MkuniqueGivesAStreamAndAMallocedName) {
-    const std::string prefix = dir_.file("x");
+    const std::string prefix = dir_.path("x");
     char* name = nullptr;
     FILE* stream = fileutils_mkunique(prefix.c_str(), &name);
     ASSERT_NE(nullptr, stream);
@@ -98,7 +98,7 @@ TEST_F(FlatFunctions, MkuniqueGivesAStreamAndAMallocedName) {
 TEST_F(FlatFunctions, MkuniqueFailureGivesNullAndLeavesTheNameAlone) {
     char marker = 'm';
     char* name = &marker;
-    EXPECT_EQ(nullptr, fileutils_mkunique(dir_.file("no/such/x").c_str(), &name));
+    EXPECT_EQ(nullptr, fileutils_mkunique(dir_.path("no/such/x").c_str(), &name));
     EXPECT_EQ(&marker, name);
 }
 
@@ -140,14 +140,14 @@ TEST_F(FlatFunctions, TempAndLockNamesGiveZeroWhenTheyFit) {
 // Configuration, convention B.
 
 TEST_F(FlatFunctions, WriteconfigSetsOneKeyAndGivesOne) {
-    const std::string path = dir_.file("c.conf");
+    const std::string path = dir_.path("c.conf");
     EXPECT_EQ(1, configutils_writeconfig(path.c_str(), "key", "value"));
-    EXPECT_EQ("key=value\n", read_text(path));
-    EXPECT_EQ(0, configutils_writeconfig(dir_.file("no/c.conf").c_str(), "key", "value"));
+    EXPECT_EQ("key=value\n", read_all(path));
+    EXPECT_EQ(0, configutils_writeconfig(dir_.path("no/c.conf").c_str(), "key", "value"));
 }
 
 TEST_F(FlatFunctions, ReadconfigAlwaysStoresAndGivesOneWhenAllFits) {
-    const std::string path = dir_.file("c.conf");
+    const std::string path = dir_.path("c.conf");
     write_text(path, "key=abcde\n");
     char buffer[16];
     EXPECT_EQ(1, configutils_readconfig(buffer, sizeof buffer, path.c_str(), "key"));
@@ -159,16 +159,16 @@ TEST_F(FlatFunctions, ReadconfigAlwaysStoresAndGivesOneWhenAllFits) {
     EXPECT_EQ(1, configutils_readconfig(buffer, sizeof buffer, path.c_str(), "missing"));
     EXPECT_STREQ("", buffer);
     std::strcpy(buffer, "old");
-    EXPECT_EQ(1, configutils_readconfig(buffer, sizeof buffer, dir_.file("none").c_str(), "k"));
+    EXPECT_EQ(1, configutils_readconfig(buffer, sizeof buffer, dir_.path("none").c_str(), "k"));
     EXPECT_STREQ("", buffer);
 }
 
 TEST_F(FlatFunctions, RemoveconfigUsesTheGivenSeparator) {
-    const std::string path = dir_.file("c.conf");
+    const std::string path = dir_.path("c.conf");
     write_text(path, "a : 1\nb : 2\n");
     EXPECT_EQ(1, configutils_removeconfig(path.c_str(), "a", ':'));
-    EXPECT_EQ("b:2\n", read_text(path));
-    EXPECT_EQ(0, configutils_removeconfig(dir_.file("none").c_str(), "a", ':'));
+    EXPECT_EQ("b:2\n", read_all(path));
+    EXPECT_EQ(0, configutils_removeconfig(dir_.path("none").c_str(), "a", ':'));
 }
 
 // ---------------------------------------------------------------------------
@@ -211,9 +211,9 @@ class FlatProfiles : public FlatFunctions {
   protected:
     void SetUp() override {
         FlatFunctions::SetUp();
-        root_ = dir_.file("profiles") + "/";
+        root_ = dir_.path("profiles") + "/";
         ASSERT_EQ(0, mkdir(root_.c_str(), 0755));
-        ProfileUtils::internal::override_paths(root_, dir_.file("bulwin"));
+        ProfileUtils::internal::override_paths(root_, dir_.path("bulwin"));
         char cwd[PATH_MAX];
         ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
         saved_cwd_ = cwd;
@@ -228,7 +228,7 @@ class FlatProfiles : public FlatFunctions {
 
 TEST_F(FlatProfiles, WriteDotCurrentGivesOne) {
     EXPECT_EQ(1, profileutils_write_dot_current("b"));
-    EXPECT_EQ("b\n", read_text(root_ + ".current"));
+    EXPECT_EQ("b\n", read_all(root_ + ".current"));
 }
 
 TEST_F(FlatProfiles, SetCurrentProfileWithSmallBufferGivesZeroButEntersTheProfile) {
@@ -237,7 +237,7 @@ TEST_F(FlatProfiles, SetCurrentProfileWithSmallBufferGivesZeroButEntersTheProfil
     char buffer[4] = "old";
     EXPECT_EQ(0, profileutils_set_current_profile(buffer, sizeof buffer));
     EXPECT_EQ(root_.substr(0, 3), buffer);
-    EXPECT_EQ("p\n", read_text(root_ + ".current"));
+    EXPECT_EQ("p\n", read_all(root_ + ".current"));
     char cwd[PATH_MAX], real[PATH_MAX];
     ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
     ASSERT_NE(nullptr, realpath((root_ + "p").c_str(), real));

@@ -14,8 +14,8 @@
 
 namespace {
 
-using qortest::read_text;
-using qortest::write_text;
+using config_test::read_all;
+using config_test::write_text;
 
 // ---------------------------------------------------------------------------
 // The fixed paths; nothing here touches the disk.
@@ -98,10 +98,10 @@ TEST(ProfileInfoRecord, FindCaptionComparesWithCase) {
 class Profiles : public ::testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_FALSE(dir_.path().empty());
-        root_ = dir_.file("profiles") + "/";
+        ASSERT_FALSE(dir_.root().empty());
+        root_ = dir_.path("profiles") + "/";
         ASSERT_EQ(0, mkdir(root_.c_str(), 0755));
-        ProfileUtils::internal::override_paths(root_, dir_.file("bulwin"));
+        ProfileUtils::internal::override_paths(root_, dir_.path("bulwin"));
         char cwd[PATH_MAX];
         ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
         saved_cwd_ = cwd;
@@ -151,7 +151,7 @@ class Profiles : public ::testing::Test {
         return realpath(path.c_str(), buffer) != nullptr ? buffer : "";
     }
 
-    qortest::TempDir dir_;
+    files_test::TempTree dir_;
     std::string root_;
     std::string saved_cwd_;
 };
@@ -192,7 +192,7 @@ TEST_F(Profiles, DuplicateCaptionsAreNumberedOnDisk) {
         const std::string title = entry.substr(0, entry.find(':'));
         const std::string caption = entry.substr(entry.find(':') + 1);
         captions.insert(caption);
-        EXPECT_EQ(caption + "\n", read_text(caption_file(title)));
+        EXPECT_EQ(caption + "\n", read_all(caption_file(title)));
     }
     EXPECT_EQ((std::set<std::string>{"Home", "Home#2", "Home#3"}), captions);
     EXPECT_EQ("Home", list[0].substr(3));
@@ -207,16 +207,16 @@ TEST_F(Profiles, ProfilesWithoutCaptionAreNamedProfileAndNumbered) {
     const std::vector<std::string> list = listed();
     ASSERT_EQ(3u, list.size());
     EXPECT_EQ("named:profile", list[0]);
-    EXPECT_EQ("profile\n", read_text(caption_file("named")));
+    EXPECT_EQ("profile\n", read_all(caption_file("named")));
     std::set<std::string> numbered;
     for (const char* title : {"u1", "u2"}) {
-        numbered.insert(read_text(caption_file(title)));
+        numbered.insert(read_all(caption_file(title)));
     }
     EXPECT_EQ((std::set<std::string>{"profile#2\n", "profile#3\n"}), numbered);
 }
 
 TEST_F(Profiles, LoadOnMissingRootFailsWithAnEmptyList) {
-    ProfileUtils::internal::override_paths(dir_.file("missing"), dir_.file("bulwin"));
+    ProfileUtils::internal::override_paths(dir_.path("missing"), dir_.path("bulwin"));
     std::vector<ProfileInfo*> list{new ProfileInfo()};
     ClearVectorPolicy<ProfileInfo> free_list(list);
     EXPECT_FALSE(ProfileInfo::load_profiles(list));
@@ -236,7 +236,7 @@ TEST_F(Profiles, FromProfiledirReadsOrGivesTheCaption) {
     info.from_profiledir("n");
     EXPECT_TRUE(info.valid);
     EXPECT_EQ("profile", info.caption());
-    EXPECT_EQ("profile\n", read_text(caption_file("n")));
+    EXPECT_EQ("profile\n", read_all(caption_file("n")));
 
     info.from_profiledir("missing");
     EXPECT_FALSE(info.valid);
@@ -249,7 +249,7 @@ TEST_F(Profiles, FromProfiledirWithEmptyTitleResolvesToTheRoot) {
     EXPECT_TRUE(info.valid);
     EXPECT_EQ(root_, info.path);
     EXPECT_EQ("profile", info.caption());
-    EXPECT_EQ("profile\n", read_text(root_ + "profile_name"));
+    EXPECT_EQ("profile\n", read_all(root_ + "profile_name"));
 }
 
 TEST_F(Profiles, FromCaptionFindsTheProfileWithExactlyThatCaption) {
@@ -287,7 +287,7 @@ TEST_F(Profiles, FromDotcurrentWithoutDotcurrentResolvesToTheRoot) {
     EXPECT_TRUE(info.valid);
     EXPECT_EQ("", info.dir_title());
     EXPECT_EQ("profile", info.caption());
-    EXPECT_EQ("profile\n", read_text(root_ + "profile_name"));
+    EXPECT_EQ("profile\n", read_all(root_ + "profile_name"));
 }
 
 TEST_F(Profiles, WriteDotCurrentGivesModeRwForAllWhateverTheUmask) {
@@ -295,7 +295,7 @@ TEST_F(Profiles, WriteDotCurrentGivesModeRwForAllWhateverTheUmask) {
     const bool written = ProfileUtils::write_dot_current("b");
     umask(old_umask);
     ASSERT_TRUE(written);
-    EXPECT_EQ("b\n", read_text(dotcurrent()));
+    EXPECT_EQ("b\n", read_all(dotcurrent()));
     struct stat st;
     ASSERT_EQ(0, stat(dotcurrent().c_str(), &st));
     EXPECT_EQ(0666u, st.st_mode & 0777u);
@@ -366,11 +366,11 @@ TEST_P(SetCurrentProfile, EntersTheProfileThatDotcurrentEndsUpNaming) {
     EXPECT_EQ(root_ + c.entered + "/hip.conf", out);
     EXPECT_EQ(real(root_ + c.entered), cwd());
     if (kept) {
-        EXPECT_EQ(c.dotcurrent, read_text(dotcurrent()));
+        EXPECT_EQ(c.dotcurrent, read_all(dotcurrent()));
     } else {
         // Replaced by the profile of lowest caption, although that one has
         // no hip.conf: `out` names a file that is not there.
-        EXPECT_EQ("b\n", read_text(dotcurrent()));
+        EXPECT_EQ("b\n", read_all(dotcurrent()));
         EXPECT_FALSE(std::filesystem::exists(out));
         struct stat st;
         ASSERT_EQ(0, stat(dotcurrent().c_str(), &st));
@@ -394,43 +394,31 @@ TEST_F(Profiles, SetCurrentProfileWithoutAnyProfileFailsAndKeepsDotcurrent) {
 
     write_text(dotcurrent(), "ghost\n");
     EXPECT_FALSE(ProfileUtils::set_current_profile(out));
-    EXPECT_EQ("ghost\n", read_text(dotcurrent()));
+    EXPECT_EQ("ghost\n", read_all(dotcurrent()));
     EXPECT_EQ(saved_cwd_, cwd());
 }
 
 TEST_F(Profiles, SetCurrentProfileOnMissingRootFails) {
-    ProfileUtils::internal::override_paths(dir_.file("missing"), dir_.file("bulwin"));
+    ProfileUtils::internal::override_paths(dir_.path("missing"), dir_.path("bulwin"));
     std::string out;
     EXPECT_FALSE(ProfileUtils::set_current_profile(out));
-    EXPECT_FALSE(std::filesystem::exists(dir_.file("missing")));
+    EXPECT_FALSE(std::filesystem::exists(dir_.path("missing")));
 }
 
 // Files that exist but cannot be read need a user whom permissions bind:
-// the check runs in a child that, under root, becomes "nobody" first.
+// the checks run in a child that, under root, becomes "nobody"; the tree is
+// given to that user first, as the profiles tree belongs to the daemons'
+// user in a real installation.
 class UnreadableProfileFiles : public Profiles {
   protected:
-    template <typename Body>
-    void run_unprivileged(Body body) {
-        const int status = qortest::run_in_child([&]() -> int {
-            if (geteuid() == 0) {
-                for (const auto& entry :
-                     std::filesystem::recursive_directory_iterator(dir_.path())) {
-                    lchown(entry.path().c_str(), 65534, 65534);
-                }
-                if (chown(dir_.path().c_str(), 65534, 65534) != 0 || setgid(65534) != 0 ||
-                    setuid(65534) != 0) {
-                    return 77;
-                }
-            }
-            if (access(root_.c_str(), W_OK) != 0) {
-                return 77;
-            }
-            return body();
-        });
-        if (status == 77) {
-            GTEST_SKIP() << "no unprivileged user can reach the temporary directory";
+    void give_tree_to_nobody() {
+        if (geteuid() != 0) {
+            return;
         }
-        EXPECT_EQ(0, status);
+        ASSERT_EQ(0, lchown(dir_.root().c_str(), 65534, 65534));
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(dir_.root())) {
+            ASSERT_EQ(0, lchown(entry.path().c_str(), 65534, 65534));
+        }
     }
 };
 
@@ -438,9 +426,12 @@ TEST_F(UnreadableProfileFiles, UnreadableDotcurrentMakesTheSnapshotInvalid) {
     make_profile("b", "Beta\n");
     write_text(dotcurrent(), "b\n");
     ASSERT_EQ(0, chmod(dotcurrent().c_str(), 0200));
-    run_unprivileged([] {
+    give_tree_to_nobody();
+    EXPECT_UNPRIVILEGED([] {
         ProfileUtils::DotCurrentProfile snapshot;
-        return !snapshot.is_valid() && snapshot.dotcurrent_value().empty() ? 0 : 1;
+        CHILD_CHECK(!snapshot.is_valid());
+        CHILD_CHECK(snapshot.dotcurrent_value().empty());
+        return true;
     });
 }
 
@@ -448,9 +439,12 @@ TEST_F(UnreadableProfileFiles, UnreadableCaptionFileFallsBackToTheTitle) {
     make_profile("b", "Beta\n");
     write_text(dotcurrent(), "b\n");
     ASSERT_EQ(0, chmod(caption_file("b").c_str(), 0200));
-    run_unprivileged([] {
+    give_tree_to_nobody();
+    EXPECT_UNPRIVILEGED([] {
         ProfileUtils::DotCurrentProfile snapshot;
-        return snapshot.is_valid() && snapshot.caption() == "b" ? 0 : 1;
+        CHILD_CHECK(snapshot.is_valid());
+        CHILD_CHECK(snapshot.caption() == "b");
+        return true;
     });
 }
 
@@ -459,12 +453,15 @@ TEST_F(UnreadableProfileFiles, UnreadableDotcurrentIsReplacedWhereItIsWritable) 
     make_profile("b", "Alpha\n", true);
     write_text(dotcurrent(), "a\n");
     ASSERT_EQ(0, chmod(dotcurrent().c_str(), 0200));
+    give_tree_to_nobody();
     const std::string expected = root_ + "b/hip.conf";
-    run_unprivileged([&] {
+    EXPECT_UNPRIVILEGED([&] {
         std::string out;
-        return ProfileUtils::set_current_profile(out) && out == expected ? 0 : 1;
+        CHILD_CHECK(ProfileUtils::set_current_profile(out));
+        CHILD_CHECK(out == expected);
+        return true;
     });
-    EXPECT_EQ("b\n", read_text(dotcurrent()));
+    EXPECT_EQ("b\n", read_all(dotcurrent()));
 }
 
 }  // namespace
