@@ -1,6 +1,12 @@
 // A small client of libqorbasic: it gets a named source and logs messages
-// with parameters at several levels, to show the level filter at work.
+// with parameters at several levels, to show the level filter at work, then
+// stores a setting in a configuration file and logs the result.
 #include <qorbasic/qorbasic.h>
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <string>
 
 namespace {
 
@@ -19,6 +25,26 @@ void log_line(const qor_loglevel_impl* level, const char* text, const char* name
         .add("source", log->name());
 }
 
+// The road of one request: store a setting through the flat interface (under
+// the lock file of the config file), read it back, and log what happened.
+void store_setting() {
+    char dir_template[] = "/tmp/qorbasic-example-XXXXXX";
+    const char* dir = mkdtemp(dir_template);
+    if (dir == nullptr) return;
+    // A daemon keeps the default lock directory; the example keeps its lock
+    // files beside its config file so that it runs for any user.
+    setenv("QOR_LOCK_DIR", dir, 0);
+
+    const std::string path = std::string(dir) + "/client.conf";
+    const int stored = configutils_writeconfig(path.c_str(), "listen_port", "8080");
+    char value[64];
+    configutils_readconfig(value, sizeof value, path.c_str(), "listen_port");
+    log_line(QOR_LOGLEVEL_INFO, "setting stored", "result", stored);
+    log_line(QOR_LOGLEVEL_INFO, "setting read back", "listen_port", value);
+
+    FileUtils::removeRecursively(dir);
+}
+
 }  // namespace
 
 int main() {
@@ -31,5 +57,8 @@ int main() {
     set_default_loglevel(QOR_LOGLEVEL_DEBUG);
     log_line(QOR_LOGLEVEL_DEBUG, "shown at DEBUG", "detail", 2);
     log_line(QOR_LOGLEVEL_ERROR, "giving up", "attempts", 3);
+
+    set_default_loglevel(QOR_LOGLEVEL_INFO);
+    store_setting();
     return 0;
 }

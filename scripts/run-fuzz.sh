@@ -27,7 +27,7 @@ for t in "${targets[@]}"; do
         echo "FAILED: $t"; tail -40 "$work/$t.log"; failed=1
         mkdir -p fuzz/artifacts && cp -r "$work/artifacts-$t" fuzz/artifacts/ || true
     else
-        grep -E '^#[0-9]+ *DONE' "$work/$t.log" | tail -1 || true
+        grep -E '^#[0-9]+[[:space:]]*DONE' "$work/$t.log" | tail -1 || true
     fi
 done
 if [ $failed -eq 0 ]; then echo "fuzz: ${#targets[@]} passed, 0 failed"; else exit 1; fi
