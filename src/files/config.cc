@@ -12,6 +12,7 @@
 #include "qorbasic/files.h"
 #include "qorbasic/status.h"
 #include "qorbasic/strings.h"
+#include "files/line_reader.h"
 
 namespace ConfigUtils {
 
@@ -104,6 +105,29 @@ bool getConfig(const std::string& path, ConfigMap& config, char separator) {
     return getConfig(in, config, separator);
 }
 
+// Whether the line reader gives every byte of the file. It cannot carry a
+// NUL byte (the rest of its chunk is lost, and a NUL at the start of a chunk
+// reads as the end of the file) nor a line beyond its limit (reading stops
+// there). A rewrite built from such a reading would silently drop the rest of
+// the file, so writeConfig refuses it and leaves the file as it is.
+static bool line_reader_saw_everything(const std::string& path) {
+    std::vector<char> bytes;
+    if (is_error(FileUtils::readBinaryFile(bytes, path).status)) {
+        return !FileUtils::pathExists(path);
+    }
+    std::size_t line_length = 0;
+    for (char byte : bytes) {
+        if (byte == '\0') {
+            return false;
+        }
+        line_length = byte == '\n' ? 0 : line_length + 1;
+        if (line_length + 500 > FileUtils::internal::kLongestLine) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool writeConfig(const std::string& path, const ConfigMap& config, char separator) {
     FileUtils::ScopedFileLock lock(path);
     if (!lock.is_valid()) {
@@ -147,6 +171,9 @@ bool writeConfig(const std::string& path, const ConfigMap& config, char separato
     // time, which watchers of the file take as "nothing happened".
     if (!changed) {
         return true;
+    }
+    if (!line_reader_saw_everything(path)) {
+        return false;
     }
     std::ofstream out(path, std::ios::out | std::ios::trunc | std::ios::binary);
     if (!out.good()) {

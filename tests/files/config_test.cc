@@ -392,3 +392,12 @@ TEST_F(ConfigFile, GetIntValueFallsBackToTheDefault) {
 }
 
 }  // namespace
+
+// The line reader cannot carry a NUL byte: a rewrite built from its reading
+// would drop the rest of the file, so the file is refused and left whole.
+TEST_F(ConfigFile, RewriteRefusesAFileWithANulByteAndKeepsItWhole) {
+    const std::string text("a=1\n\0binary\nb=2\n", 16);
+    write_text(path_, text);
+    EXPECT_FALSE(ConfigUtils::writeConfig(path_, ConfigMap{{"a", "5"}}, '='));
+    EXPECT_EQ(text, read_all(path_));
+}
