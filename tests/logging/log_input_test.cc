@@ -37,15 +37,11 @@ class LogInputTest : public ::testing::Test {
     int destroyed_ = 0;
 };
 
-TEST_F(LogInputTest, OneSourcePerBaseNameWithoutOneOfEachSuffix) {
-    const std::pair<const char*, const char*> cases[] = {{"src/ToolBox.cpp", "ToolBox"},
-                                                         {"a/b/Foo.cpp", "Foo"},
-                                                         {"a.h.c", "a"},
-                                                         {"a.c.h", "a.c"},
-                                                         {".c", ".c"},
-                                                         {"x.hxx", "x"},
-                                                         {"Main.CC", "Main.CC"},
-                                                         {"dir/", ""}};
+TEST_F(LogInputTest, OneSourcePerBaseNameWithoutOneOfEachSuffixListedAfterTheNamedOnes) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"src/Box.cpp", "Box"}, {"a/b/Foo.cpp", "Foo"}, {"a.h.c", "a"},         {"a.c.h", "a.c"},
+        {".c", ".c"},           {"x.hxx", "x"},         {"Main.CC", "Main.CC"}, {"dir/", ""},
+    };
     for (const auto& [given, name] : cases) EXPECT_EQ(input_.make_source(given)->name(), name);
     EXPECT_EQ(input_.make_source(nullptr)->name(), "<anonymous logger>");
     EXPECT_EQ(input_.make_source(""), input_.make_source(nullptr));
@@ -54,10 +50,8 @@ TEST_F(LogInputTest, OneSourcePerBaseNameWithoutOneOfEachSuffix) {
     EXPECT_EQ(input_.find_source("Foo"), from_path);
     EXPECT_EQ(input_.find_source("a/b/Foo.cpp"), nullptr);
     EXPECT_EQ(input_.find_source("foo"), nullptr);
-}
 
-TEST_F(LogInputTest, ListsTheTwelveNamedSourcesFirstAndAppendsToTheList) {
-    input_.make_source("extra.cc");
+    // The twelve named sources come first; the list is appended to.
     StringVector names;
     names.append("kept");
     input_.list_sources(names);
@@ -65,7 +59,7 @@ TEST_F(LogInputTest, ListsTheTwelveNamedSourcesFirstAndAppendsToTheList) {
     for (int i = 0; i < names.size(); ++i) joined += names.fetch(i) + ",";
     EXPECT_EQ(joined,
               "kept,daemon,vexctl,plugin,vexcore,basiclib,loom2,kelcommon,tabapp,loomclient,"
-              "loomserver,test,other,extra,");
+              "loomserver,test,other,Box,Foo,a,a.c,.c,x,Main.CC,,<anonymous logger>,");
 }
 
 // The input's level reaches old and new sources, a bad one means INFO, and a
