@@ -33,7 +33,7 @@ class GuardsTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(GuardsTest, ClearReleasesOnceAndAssignReleasesTheOldPointerUnlessItIsTheSame) {
+TEST_F(GuardsTest, GuardsReleaseEachPointerOnceAndClearVectorNullsSlotsBeforeDisposing) {
     int a = 1, b = 2;
     RecordingRelease guard(&a);
     guard.assign(&a);
@@ -49,9 +49,7 @@ TEST_F(GuardsTest, ClearReleasesOnceAndAssignReleasesTheOldPointerUnlessItIsTheS
     RecordingRelease empty(nullptr);
     empty.clear();
     EXPECT_TRUE(empty.released.empty());
-}
 
-TEST_F(GuardsTest, ScopedPtrDeletesAtScopeEndAndOnAssign) {
     {
         ScopedPtr<Tracked> ptr(new Tracked(7));
         ptr.assign(new Tracked(8));
@@ -59,15 +57,13 @@ TEST_F(GuardsTest, ScopedPtrDeletesAtScopeEndAndOnAssign) {
         EXPECT_EQ(ptr->value, 8);
     }
     EXPECT_EQ(Tracked::alive, 0);
-}
 
-TEST_F(GuardsTest, ClearVectorNullsEachSlotBeforeDisposingAndPolicyClearsOnException) {
     static std::vector<Tracked*>* watched;
     static std::vector<Tracked*> seen;
     std::vector<Tracked*> items = {new Tracked, nullptr, new Tracked};
     watched = &items;
     clear_vector<Tracked>(items, [](Tracked* item) {
-        // Slots are handed over in ascending order, each already nulled.
+        // clear_vector hands slots over in ascending order, each already nulled.
         EXPECT_EQ((*watched)[seen.size()], nullptr);
         seen.push_back(item);
         deleting_disposal(item);

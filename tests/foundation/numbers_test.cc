@@ -60,22 +60,22 @@ TEST(ParseHexTest, SignedConversionClampsAndWrapsNegatives) {
 }
 
 TEST(ParseBoolTest, AcceptsEightWordsInAnyCaseAndNothingElse) {
-    for (const char* yes : {"true", "TRUE", "Yes", "1", "oN"}) {
-        bool out = false;
-        EXPECT_TRUE(parse_bool(out, yes) && out) << yes;
-    }
-    for (const char* no : {"false", "no", "0", "Off"}) {
-        bool out = true;
-        EXPECT_TRUE(parse_bool(out, no) && !out) << no;
-    }
-    for (const char* bad : {" true", "true ", "2", "", "y", "truth"}) {
-        bool out = true;
-        EXPECT_FALSE(parse_bool(out, bad)) << bad;
-        EXPECT_FALSE(out) << bad;
+    // texts, accepted, value
+    const std::tuple<std::vector<const char*>, bool, bool> cases[] = {
+        {{"true", "TRUE", "Yes", "1", "oN"}, true, true},
+        {{"false", "no", "0", "Off"}, true, false},
+        {{" true", "true ", "2", "", "y", "truth"}, false, false},
+    };
+    for (const auto& [texts, ok, value] : cases) {
+        for (const char* text : texts) {
+            bool out = !value;
+            EXPECT_EQ(parse_bool(out, text), ok) << text;
+            EXPECT_EQ(out, value) << text;
+        }
     }
 }
 
-TEST(RenderTest, RenderersReplaceOutputWithFixedWidthHexButRenderBytesAppends) {
+TEST(RenderTest, RenderersReplaceOutputRenderBytesAppendsAndDigitsRejectOutOfRange) {
     std::string out = "stale text";
     EXPECT_EQ(render_hex8(out, 0x0A, true), "0a");
     EXPECT_EQ(render_hex8(out, 0x0A, false), "0A");
@@ -94,9 +94,8 @@ TEST(RenderTest, RenderersReplaceOutputWithFixedWidthHexButRenderBytesAppends) {
     render_bytes(out, bytes, 0, true, ':');
     render_bytes(out, bytes, -3, true, ':');
     EXPECT_EQ(out, "mac=01:AB01ab");
-}
 
-TEST(DigitTest, SingleDigitConversionsRejectOutOfRange) {
+    // Single digits: out-of-range values give -1 and '?'.
     const char digits[] = "0123456789abcdef";
     for (int i = 0; i < 16; ++i) {
         EXPECT_EQ(hex_to_decimal(digits[i]), i);

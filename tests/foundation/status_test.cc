@@ -5,7 +5,7 @@
 #include <tuple>
 #include <vector>
 
-TEST(StatusTest, ClassByteDecidesPredicatesAndFallbackText) {
+TEST(StatusTest, ClassByteDecidesPredicatesAndFallbackTextUnlessTheLibraryKnowsTheCode) {
     // statuses, is_success, is_error, fallback text
     const std::tuple<std::vector<int>, bool, bool, const char*> cases[] = {
         {{0x00000003}, true, false, "generic success"},
@@ -31,9 +31,7 @@ TEST(StatusTest, ClassByteDecidesPredicatesAndFallbackText) {
             EXPECT_STREQ(status_string(status), text);
         }
     }
-}
-
-TEST(StatusTest, LibraryCodesOfModuleZeroHaveTheirOwnTextsWhateverTheirClass) {
+    // Library codes of module 0 have texts of their own, whatever their class.
     EXPECT_STREQ(status_string(STATUS_SUCCESS), "success");
     EXPECT_STREQ(status_string(STATUS_UNLINK_DIR_FAILED), "stdlib error: unlink(directory)");
     EXPECT_STREQ(status_string(STATUS_INTERNAL_ERROR), "internal error");

@@ -72,7 +72,7 @@ static std::string joined(const StringVector& list) {
     return out;
 }
 
-TEST(StringVectorTest, BadIndexesAreHarmlessRemoveMovesElementsDownAndFindSkipsEmptyKey) {
+TEST(StringVectorTest, BadIndexesAreHarmlessFindSkipsEmptyKeyAndSortIsStable) {
     StringVector list;
     for (const char* s : {"a", "b", "c"}) list.append(s);
     EXPECT_EQ(&list.fetch(-1), &list.fetch(list.size()));
@@ -95,9 +95,8 @@ TEST(StringVectorTest, BadIndexesAreHarmlessRemoveMovesElementsDownAndFindSkipsE
     EXPECT_EQ(list.cased_find("key"), -1);
     EXPECT_EQ(list.find_nocase("key"), 0);
     EXPECT_EQ(list.cased_find("Key"), 0);
-}
 
-TEST(StringVectorTest, SortIsStableAndCarriesCompanions) {
+    // Sorting is stable and carries the companion list along.
     StringVector empty;
     empty.sort_strings();
     EXPECT_EQ(empty.size(), 0);

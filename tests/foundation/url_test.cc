@@ -6,72 +6,63 @@
 #include <tuple>
 #include <utility>
 
-TEST(ParseUrlTest, SplitsSchemeHostPortAndPath) {
-    // url, ok, scheme, host, port, path
-    const std::tuple<const char*, bool, const char*, const char*, const char*, const char*>
-        cases[] = {
-            {"http://example/a/b", true, "http://", "example", "", "/a/b"},
-            {"http://example", true, "http://", "example", "", ""},
-            {"http://example:8080", true, "http://", "example", "8080", ""},
-            {"http://example:8080/x", true, "http://", "example", "8080", "/x"},
-            {"https://[fe80::1]:8443/x", true, "https://", "fe80::1", "8443", "/x"},
-            {"https://[fe80::1]", true, "https://", "fe80::1", "", ""},
-            {"http://1:2:3/x", true, "http://", "1:2", "3", "/x"},
-            {"http://fe80::1", true, "http://", "fe80:", "1", ""},
-            // The ninth colon lies behind the eighth, which starts the port.
-            {"x://1:2:3:4:5:6:7:8:9", true, "x://", "1:2:3:4:5:6:7:8", "9", ""},
-            {"http://host:80x/y", true, "http://", "host", "80", "x/y"},
-            {"http://host:/y", true, "http://", "host", "", "/y"},
-            {"any+thing://h?q", false, "any+thing://", "h?q", "", ""},
-            {"http://[fe80::1", false, "http://", "", "", ""},
-            {"http://[]", false, "http://", "", "", ""},
-            {"http://[xy]", false, "http://", "xy", "", ""},
-            {"example", false, "", "", "", ""},
-            {"http:/x", false, "", "", "", ""},
-            {"http://", false, "http://", "", "", ""},
-            {"http://:80", false, "http://", "", "", ""},
-            {"http://a_b/x", false, "http://", "a_b", "", ""},
-            {"http://host/a:b", false, "http://", "host/a", "", ""},
-        };
-    for (const auto& [url, ok, scheme, host, port, path] : cases) {
-        SCOPED_TRACE(url);
-        std::string out_scheme = "s", out_host = "h", out_port = "p", out_path = "x";
-        EXPECT_EQ(parse_url(out_scheme, out_host, out_port, out_path, url), ok);
-        EXPECT_EQ(out_scheme + "|" + out_host + "|" + out_port + "|" + out_path,
-                  std::string(scheme) + "|" + host + "|" + port + "|" + path);
+using namespace std::string_literals;
+
+TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
+    // url, ok, "scheme|host|port|path"
+    const std::tuple<const char*, bool, const char*> cases[] = {
+        // url, ok, scheme, host, port, path
+        {"http://example/a/b", true, "http://|example||/a/b"},
+        {"http://example", true, "http://|example||"},
+        {"http://example:8080", true, "http://|example|8080|"},
+        {"http://example:8080/x", true, "http://|example|8080|/x"},
+        {"https://[fe80::1]:8443/x", true, "https://|fe80::1|8443|/x"},
+        {"https://[fe80::1]", true, "https://|fe80::1||"},
+        {"http://1:2:3/x", true, "http://|1:2|3|/x"},
+        {"http://fe80::1", true, "http://|fe80:|1|"},
+        // The ninth colon lies behind the eighth, which starts the port.
+        {"x://1:2:3:4:5:6:7:8:9", true, "x://|1:2:3:4:5:6:7:8|9|"},
+        {"http://host:80x/y", true, "http://|host|80|x/y"},
+        {"http://host:/y", true, "http://|host||/y"},
+        {"any+thing://h?q", false, "any+thing://|h?q||"},
+        {"http://[fe80::1", false, "http://|||"},
+        {"http://[]", false, "http://|||"},
+        {"http://[xy]", false, "http://|xy||"},
+        {"example", false, "|||"},
+        {"http:/x", false, "|||"},
+        {"http://", false, "http://|||"},
+        {"http://:80", false, "http://|||"},
+        {"http://a_b/x", false, "http://|a_b||"},
+        {"http://host/a:b", false, "http://|host/a||"},
+    };
+    for (const auto& [url, ok, parts] : cases) {
+        std::string scheme = "s", host = "h", port = "p", path = "x";
+        EXPECT_EQ(parse_url(scheme, host, port, path, url), ok) << url;
+        EXPECT_EQ(scheme + "|" + host + "|" + port + "|" + path, parts) << url;
     }
     std::string url = "http://example:80/a", scheme, port, path;  // an output as the input
     EXPECT_TRUE(parse_url(scheme, url, port, path, url));
     EXPECT_EQ(url + "|" + path, "example|/a");
-}
 
-TEST(MakeUrlTest, BracketsHostsWithColonsAndRejectsMissingParts) {
-    // scheme, host, port, path, ok, url
-    const std::tuple<const char*, const char*, const char*, const char*, bool, const char*>
-        cases[] = {
-            {"http://", "example", "80", "/a", true, "http://example:80/a"},
-            {"http://", "::1", "80", "/a", true, "http://[::1]:80/a"},
-            {"http://", "example", "", "", true, "http://example"},
-            {"http://", "", "80", "/a", false, "unchanged"},
-            {"", "example", "80", "/a", false, "unchanged"},
-        };
-    for (const auto& [scheme, host, port, path, ok, expected] : cases) {
-        std::string url = "unchanged";
-        EXPECT_EQ(make_url(scheme, host, port, path, url), ok) << expected;
-        EXPECT_EQ(url, expected);
+    // make_url: scheme, host, port, path and the url made ("unchanged" where it fails)
+    const char* made[][5] = {
+        {"http://", "example", "80", "/a", "http://example:80/a"},
+        {"http://", "::1", "80", "/a", "http://[::1]:80/a"},
+        {"http://", "example", "", "", "http://example"},
+        {"http://", "", "80", "/a", "unchanged"},
+        {"", "example", "80", "/a", "unchanged"},
+    };
+    for (const auto& c : made) {
+        url = "unchanged";
+        EXPECT_EQ(make_url(c[0], c[1], c[2], c[3], url), std::string(c[4]) != "unchanged") << c[4];
+        EXPECT_EQ(url, c[4]);
     }
 }
 
 TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigitsAndDecodeToleratesMalformedInput) {
     const std::pair<std::string, std::string> both_ways[] = {
-        {"a b", "a%20b"},
-        {"A-Z", "A%2DZ"},
-        {"~", "%7E"},
-        {"\xFF", "%FF"},
-        {"._", "%2E%5F"},
-        {"azAZ09", "azAZ09"},
-        {std::string(1, '\0'), "%00"},
-        {"", ""},
+        {"a b", "a%20b"}, {"A-Z", "A%2DZ"},     {"~", "%7E"},   {"\xFF", "%FF"},
+        {"._", "%2E%5F"}, {"azAZ09", "azAZ09"}, {"\0"s, "%00"}, {"", ""},
     };
     for (const auto& [text, code] : both_ways) {
         std::string out = "stale";
@@ -79,13 +70,8 @@ TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigitsAndDecodeToleratesMalform
         EXPECT_EQ(percent_decode(out, code), text);
     }
     const std::pair<const char*, std::string> decode_only[] = {
-        {"%7e", "~"},
-        {"a+b", "a+b"},
-        {"abc%4", "abc"},
-        {"abc%", "abc"},
-        {"%zz", std::string(1, '\0')},
-        {"%g1", "\x01"},
-        {"%%41", std::string("\x04") + "1"},
+        {"%7e", "~"},   {"a+b", "a+b"},  {"abc%4", "abc"},  {"abc%", "abc"},
+        {"%zz", "\0"s}, {"%g1", "\x01"}, {"%%41", "\0041"},
     };
     for (const auto& [text, plain] : decode_only) {
         std::string out = "stale";
@@ -105,18 +91,18 @@ TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigitsAndDecodeToleratesMalform
 }
 
 TEST(SplitStringPairTest, CutsAtFirstSeparator) {
-    // text, ok, left, right
-    const std::tuple<const char*, bool, const char*, const char*> cases[] = {
-        {"key=value", true, "key", "value"},
-        {"a=b=c", true, "a", "b=c"},
-        {"key", false, "key", ""},
-        {"=x", true, "", "x"},
-        {"x=", true, "x", ""},
-        {"", false, "", ""},
+    // text, ok, "left|right"
+    const std::tuple<const char*, bool, const char*> cases[] = {
+        {"key=value", true, "key|value"},
+        {"a=b=c", true, "a|b=c"},
+        {"key", false, "key|"},
+        {"=x", true, "|x"},
+        {"x=", true, "x|"},
+        {"", false, "|"},
     };
-    for (const auto& [text, ok, left, right] : cases) {
-        std::string out_left = "L", out_right = "R";
-        EXPECT_EQ(split_string_pair(out_left, out_right, text, '='), ok) << text;
-        EXPECT_EQ(out_left + "|" + out_right, std::string(left) + "|" + right) << text;
+    for (const auto& [text, ok, parts] : cases) {
+        std::string left = "L", right = "R";
+        EXPECT_EQ(split_string_pair(left, right, text, '='), ok) << text;
+        EXPECT_EQ(left + "|" + right, parts) << text;
     }
 }
