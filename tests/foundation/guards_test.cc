@@ -33,7 +33,7 @@ class GuardsTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(GuardsTest, GuardsReleaseEachPointerOnceAndClearVectorNullsSlotsBeforeDisposing) {
+TEST_F(GuardsTest, ReleaseGuardsScopedPtrAndClearVectorDisposeEachItemExactlyOnce) {
     int a = 1, b = 2;
     RecordingRelease guard(&a);
     guard.assign(&a);
