@@ -4,58 +4,41 @@
 
 #include <cerrno>
 #include <string>
+#include <tuple>
+#include <vector>
 
-TEST(ParseDecimalTest, AcceptsWholeTextsInRangeAndZeroesOutputOtherwise) {
-    struct Case {
-        const char* text;
-        bool ok32;
-        int value32;
-        bool ok64;
-        long value64;
-    };
+TEST(ParseDecimalTest, AcceptsWholeTextsInRangeZeroesOutputOtherwiseAndKeepsErrno) {
     const long max64 = 9223372036854775807L;
-    const Case cases[] = {
-        {"", false, 0, false, 0},
-        {"  42", true, 42, true, 42},
-        {"42 ", false, 0, false, 0},
-        {"42x", false, 0, false, 0},
-        {"+7", true, 7, true, 7},
-        {"2147483647", true, 2147483647, true, 2147483647L},
-        {"2147483648", false, 0, true, 2147483648L},
-        {"-2147483648", true, -2147483647 - 1, true, -2147483648L},
-        {"-2147483649", false, 0, true, -2147483649L},
-        {"0x10", false, 0, false, 0},
-        {"-", false, 0, false, 0},
-        {"9223372036854775808", false, 0, true, max64},  // clamped, not failed
-        {"-9223372036854775809", false, 0, true, -max64 - 1},
+    // texts, ok32, value32, ok64, value64
+    const std::tuple<std::vector<const char*>, bool, int, bool, long> cases[] = {
+        {{"", "42 ", "42x", "0x10", "-"}, false, 0, false, 0},
+        {{"  42"}, true, 42, true, 42},
+        {{"+7"}, true, 7, true, 7},
+        {{"2147483647"}, true, 2147483647, true, 2147483647L},
+        {{"2147483648"}, false, 0, true, 2147483648L},
+        {{"-2147483648"}, true, -2147483647 - 1, true, -2147483648L},
+        {{"-2147483649"}, false, 0, true, -2147483649L},
+        {{"9223372036854775808"}, false, 0, true, max64},  // clamped, not failed
+        {{"-9223372036854775809"}, false, 0, true, -max64 - 1},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        int out32 = 12345;
-        long out64 = 12345;
-        EXPECT_EQ(parse_decimal32(out32, c.text), c.ok32);
-        EXPECT_EQ(out32, c.value32);
-        EXPECT_EQ(parse_decimal64(out64, c.text), c.ok64);
-        EXPECT_EQ(out64, c.value64);
-    }
-}
-
-TEST(ParseDecimalTest, ParsingLeavesErrnoAsItWas) {
     errno = EACCES;
-    long out;
-    parse_decimal64(out, "99999999999999999999");
-    EXPECT_EQ(errno, EACCES);
+    for (const auto& [texts, ok32, value32, ok64, value64] : cases) {
+        for (const char* text : texts) {
+            SCOPED_TRACE(text);
+            int out32 = 12345;
+            long out64 = 12345;
+            EXPECT_EQ(parse_decimal32(out32, text), ok32);
+            EXPECT_EQ(out32, value32);
+            EXPECT_EQ(parse_decimal64(out64, text), ok64);
+            EXPECT_EQ(out64, value64);
+        }
+    }
+    EXPECT_EQ(errno, EACCES);  // even after out-of-range texts
 }
 
 TEST(ParseHexTest, SignedConversionClampsAndWrapsNegatives) {
-    struct Case {
-        const char* text;
-        bool ok64;
-        unsigned long value64;
-        bool ok32;
-        unsigned int value32;
-    };
-    const Case cases[] = {
+    // text, ok64, value64, ok32, value32
+    const std::tuple<const char*, bool, unsigned long, bool, unsigned int> cases[] = {
         {"10", true, 16, true, 16},
         {"0x10", true, 16, true, 16},
         {"FFFFFFFF", true, 0xFFFFFFFFul, true, 0xFFFFFFFFu},
@@ -65,34 +48,34 @@ TEST(ParseHexTest, SignedConversionClampsAndWrapsNegatives) {
         {"", false, 0, false, 0},
         {"1g", false, 0, false, 0},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const auto& [text, ok64, value64, ok32, value32] : cases) {
+        SCOPED_TRACE(text);
         unsigned long out64 = 777;
         unsigned int out32 = 777;
-        EXPECT_EQ(parse_hex64(out64, c.text), c.ok64);
-        EXPECT_EQ(out64, c.value64);
-        EXPECT_EQ(parse_hex32(out32, c.text), c.ok32);
-        EXPECT_EQ(out32, c.value32);
+        EXPECT_EQ(parse_hex64(out64, text), ok64);
+        EXPECT_EQ(out64, value64);
+        EXPECT_EQ(parse_hex32(out32, text), ok32);
+        EXPECT_EQ(out32, value32);
     }
 }
 
 TEST(ParseBoolTest, AcceptsEightWordsInAnyCaseAndNothingElse) {
-    for (const char* yes : {"true", "TRUE", "Yes", "1", "oN"}) {
-        bool out = false;
-        EXPECT_TRUE(parse_bool(out, yes) && out) << yes;
-    }
-    for (const char* no : {"false", "no", "0", "Off"}) {
-        bool out = true;
-        EXPECT_TRUE(parse_bool(out, no) && !out) << no;
-    }
-    for (const char* bad : {" true", "true ", "2", "", "y", "truth"}) {
-        bool out = true;
-        EXPECT_FALSE(parse_bool(out, bad)) << bad;
-        EXPECT_FALSE(out) << bad;
+    // texts, accepted, value
+    const std::tuple<std::vector<const char*>, bool, bool> cases[] = {
+        {{"true", "TRUE", "Yes", "1", "oN"}, true, true},
+        {{"false", "no", "0", "Off"}, true, false},
+        {{" true", "true ", "2", "", "y", "truth"}, false, false},
+    };
+    for (const auto& [texts, ok, value] : cases) {
+        for (const char* text : texts) {
+            bool out = !value;
+            EXPECT_EQ(parse_bool(out, text), ok) << text;
+            EXPECT_EQ(out, value) << text;
+        }
     }
 }
 
-TEST(RenderTest, RenderersReplaceOutputWithFixedWidthHex) {
+TEST(RenderTest, RenderersReplaceOutputRenderBytesAppendsAndDigitsRejectOutOfRange) {
     std::string out = "stale text";
     EXPECT_EQ(render_hex8(out, 0x0A, true), "0a");
     EXPECT_EQ(render_hex8(out, 0x0A, false), "0A");
@@ -102,20 +85,17 @@ TEST(RenderTest, RenderersReplaceOutputWithFixedWidthHex) {
     EXPECT_EQ(render_decimal32(out, -2147483647 - 1), "-2147483648");
     EXPECT_EQ(render_decimal64(out, -9223372036854775807L - 1), "-9223372036854775808");
     EXPECT_EQ(render_bool(out, false), "false");
-}
 
-TEST(RenderTest, RenderBytesAppendsWithOptionalSeparator) {
-    const char bytes[] = {'\x01', '\xAB'};
-    std::string out = "mac=";
+    const char bytes[] = {'\x01', '\xAB'};  // render_bytes appends
+    out = "mac=";
     render_bytes(out, bytes, 2, false, ':');
     EXPECT_EQ(out, "mac=01:AB");
     render_bytes(out, bytes, 2, true, '\0');
     render_bytes(out, bytes, 0, true, ':');
     render_bytes(out, bytes, -3, true, ':');
     EXPECT_EQ(out, "mac=01:AB01ab");
-}
 
-TEST(DigitTest, SingleDigitConversionsRejectOutOfRange) {
+    // Single digits: out-of-range values give -1 and '?'.
     const char digits[] = "0123456789abcdef";
     for (int i = 0; i < 16; ++i) {
         EXPECT_EQ(hex_to_decimal(digits[i]), i);

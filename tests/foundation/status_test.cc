@@ -2,43 +2,36 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <tuple>
+#include <vector>
 
-TEST(StatusTest, ClassByteDecidesPredicatesAndFallbackText) {
-    struct Case {
-        int status;
-        bool success;
-        bool error;
-        const char* text;
+TEST(StatusTest, ClassByteDecidesPredicatesAndFallbackTextUnlessTheLibraryKnowsTheCode) {
+    // statuses, is_success, is_error, fallback text
+    const std::tuple<std::vector<int>, bool, bool, const char*> cases[] = {
+        {{0x00000003}, true, false, "generic success"},
+        {{0x10000000}, false, true, "generic client error"},
+        {{0x11000000, 0x13000000, 0x15000000}, false, true, "generic error code"},
+        {{0x12000099}, false, true, "generic application error"},
+        {{0x14000099}, false, true, "generic host error"},
+        {{0x16000099}, false, true, "generic external-dependency error"},
+        {{0x20000002}, false, false, "unrecognized informational status code"},
+        {{0x22000001}, false, false, "unrecognized transient-error status code"},
+        {{0x24000003}, false, false, "unrecognized internal-error status code"},
+        {{0x0F000000, 0x17000000, 0x30000000, 0x7F000000},
+         false,
+         false,
+         "unrecognized status code value"},
+        {{-1, static_cast<int>(0x80000000u)}, false, false, "integer is not a status code"},
     };
-    const Case cases[] = {
-        {0x00000003, true, false, "generic success"},
-        {0x10000000, false, true, "generic client error"},
-        {0x11000000, false, true, "generic error code"},
-        {0x12000099, false, true, "generic application error"},
-        {0x13000000, false, true, "generic error code"},
-        {0x14000099, false, true, "generic host error"},
-        {0x15000000, false, true, "generic error code"},
-        {0x16000099, false, true, "generic external-dependency error"},
-        {0x20000002, false, false, "unrecognized informational status code"},
-        {0x22000001, false, false, "unrecognized transient-error status code"},
-        {0x24000003, false, false, "unrecognized internal-error status code"},
-        {0x0F000000, false, false, "unrecognized status code value"},
-        {0x17000000, false, false, "unrecognized status code value"},
-        {0x30000000, false, false, "unrecognized status code value"},
-        {0x7F000000, false, false, "unrecognized status code value"},
-        {-1, false, false, "integer is not a status code"},
-        {static_cast<int>(0x80000000u), false, false, "integer is not a status code"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << std::hex << c.status);
-        EXPECT_EQ(is_success(c.status), c.success);
-        EXPECT_EQ(is_error(c.status), c.error);
-        EXPECT_STREQ(status_string(c.status), c.text);
+    for (const auto& [statuses, success, error, text] : cases) {
+        for (int status : statuses) {
+            SCOPED_TRACE(testing::Message() << std::hex << status);
+            EXPECT_EQ(is_success(status), success);
+            EXPECT_EQ(is_error(status), error);
+            EXPECT_STREQ(status_string(status), text);
+        }
     }
-}
-
-TEST(StatusTest, LibraryCodesHaveTheirOwnTextsWhateverTheirClass) {
+    // Library codes of module 0 have texts of their own, whatever their class.
     EXPECT_STREQ(status_string(STATUS_SUCCESS), "success");
     EXPECT_STREQ(status_string(STATUS_UNLINK_DIR_FAILED), "stdlib error: unlink(directory)");
     EXPECT_STREQ(status_string(STATUS_INTERNAL_ERROR), "internal error");
@@ -46,23 +39,11 @@ TEST(StatusTest, LibraryCodesHaveTheirOwnTextsWhateverTheirClass) {
     // 0 has the success class but a text of its own.
     EXPECT_TRUE(is_success(STATUS_INVALID));
     EXPECT_STREQ(status_string(STATUS_INVALID), "invalid status code");
-}
-
-TEST(StatusTest, BuiltinTableAnswersOnlyModuleZero) {
     // The low bits equal STATUS_STAT_FAILED's, but module 1 is not the library's.
     EXPECT_EQ(builtin_status_text(0x14001004), nullptr);
     EXPECT_STREQ(status_string(0x14001004), "generic host error");
     EXPECT_STREQ(builtin_status_text(STATUS_STAT_FAILED), "stdlib error: file stat");
     EXPECT_EQ(builtin_status_text(0x14000099), nullptr);
-}
-
-TEST(StatusTest, BuiltinTranslatorIsRegisteredFirst) {
-    const errorutils_globals& registry = errorutils_instance();
-    EXPECT_EQ(&registry, &errorutils_instance());
-    ASSERT_FALSE(registry.ids.empty());
-    EXPECT_EQ(registry.ids.size(), registry.translators.size());
-    EXPECT_EQ(registry.ids[0], 0);
-    EXPECT_EQ(registry.translators[0], &builtin_status_text);
 }
 
 // The registry is process-wide and has no way of unregistering, so the
@@ -77,36 +58,20 @@ static const char* module_0_extension(int status) {
     return (status & 0xFFF) != 0 ? "client word for module 0" : nullptr;
 }
 
-TEST(StatusTranslatorTest, TranslatorsOfOneModuleAreTriedInRegistrationOrder) {
+// The built-in table is registered first, so a client's translator of
+// module 0 sees only the codes it does not know; a null translator is ignored.
+TEST(StatusTranslatorTest, TranslatorsAreTriedInRegistrationOrderBuiltinFirst) {
     register_status_translator(7, first_of_module_7);
     register_status_translator(7, second_of_module_7);
+    register_status_translator(0, module_0_extension);
+    const size_t registered = errorutils_instance().ids.size();
+    register_status_translator(5, nullptr);
+    EXPECT_EQ(errorutils_instance().ids.size(), registered);
+    EXPECT_EQ(errorutils_instance().translators.size(), registered);
     EXPECT_STREQ(status_string(0x14007001), "seven one (first)");
     EXPECT_STREQ(status_string(0x14007002), "seven (second)");
     EXPECT_STREQ(status_string(0x14007003), "generic host error");
     EXPECT_STREQ(status_string(0x14008001), "generic host error");
-}
-
-TEST(StatusTranslatorTest, ClientTranslatorOfModuleZeroSeesOnlyUnknownCodes) {
-    register_status_translator(0, module_0_extension);
     EXPECT_STREQ(status_string(STATUS_OPEN_FAILED), "stdlib error: file open");
     EXPECT_STREQ(status_string(0x14000777), "client word for module 0");
-}
-
-TEST(StatusTranslatorTest, NullTranslatorIsIgnored) {
-    const size_t before = errorutils_instance().ids.size();
-    register_status_translator(5, nullptr);
-    EXPECT_EQ(errorutils_instance().ids.size(), before);
-    EXPECT_EQ(errorutils_instance().translators.size(), before);
-}
-
-TEST(CommandResultTest, CopiesTextsAndAppliesPredicates) {
-    std::string path = "/tmp/x";
-    CommandResult failed(STATUS_COPYFILE_FAILED, path, "copyFile");
-    path = "changed";
-    EXPECT_EQ(failed.subject, "/tmp/x");
-    EXPECT_EQ(failed.operation, "copyFile");
-    EXPECT_TRUE(failed.is_error());
-    CommandResult internal = STATUS_INTERNAL_ERROR;
-    EXPECT_TRUE(internal.subject.empty() && internal.operation.empty());
-    EXPECT_FALSE(internal.is_success() || internal.is_error());
 }

@@ -3,136 +3,87 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
+#include <utility>
 
-TEST(ParseUrlTest, SplitsSchemeHostPortAndPath) {
-    struct Case {
-        const char* url;
-        bool ok;
-        const char* scheme;
-        const char* host;
-        const char* port;
-        const char* path;
-    };
-    const Case cases[] = {
-        {"http://example/a/b", true, "http://", "example", "", "/a/b"},
-        {"http://example", true, "http://", "example", "", ""},
-        {"http://example:8080", true, "http://", "example", "8080", ""},
-        {"http://example:8080/x", true, "http://", "example", "8080", "/x"},
-        {"https://[fe80::1]:8443/x", true, "https://", "fe80::1", "8443", "/x"},
-        {"https://[fe80::1]", true, "https://", "fe80::1", "", ""},
-        {"http://1:2:3/x", true, "http://", "1:2", "3", "/x"},
-        {"http://fe80::1", true, "http://", "fe80:", "1", ""},
+using namespace std::string_literals;
+
+TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
+    // url, ok, "scheme|host|port|path"
+    const std::tuple<const char*, bool, const char*> cases[] = {
+        // url, ok, scheme, host, port, path
+        {"http://example/a/b", true, "http://|example||/a/b"},
+        {"http://example", true, "http://|example||"},
+        {"http://example:8080", true, "http://|example|8080|"},
+        {"http://example:8080/x", true, "http://|example|8080|/x"},
+        {"https://[fe80::1]:8443/x", true, "https://|fe80::1|8443|/x"},
+        {"https://[fe80::1]", true, "https://|fe80::1||"},
+        {"http://1:2:3/x", true, "http://|1:2|3|/x"},
+        {"http://fe80::1", true, "http://|fe80:|1|"},
         // The ninth colon lies behind the eighth, which starts the port.
-        {"x://1:2:3:4:5:6:7:8:9", true, "x://", "1:2:3:4:5:6:7:8", "9", ""},
-        {"http://host:80x/y", true, "http://", "host", "80", "x/y"},
-        {"http://host:/y", true, "http://", "host", "", "/y"},
-        {"any+thing://h?q", false, "any+thing://", "h?q", "", ""},
-        {"http://[fe80::1", false, "http://", "", "", ""},
-        {"http://[]", false, "http://", "", "", ""},
-        {"http://[xy]", false, "http://", "xy", "", ""},
-        {"example", false, "", "", "", ""},
-        {"http:/x", false, "", "", "", ""},
-        {"http://", false, "http://", "", "", ""},
-        {"http://:80", false, "http://", "", "", ""},
-        {"http://a_b/x", false, "http://", "a_b", "", ""},
-        {"http://host/a:b", false, "http://", "host/a", "", ""},
+        {"x://1:2:3:4:5:6:7:8:9", true, "x://|1:2:3:4:5:6:7:8|9|"},
+        {"http://host:80x/y", true, "http://|host|80|x/y"},
+        {"http://host:/y", true, "http://|host||/y"},
+        {"any+thing://h?q", false, "any+thing://|h?q||"},
+        {"http://[fe80::1", false, "http://|||"},
+        {"http://[]", false, "http://|||"},
+        {"http://[xy]", false, "http://|xy||"},
+        {"example", false, "|||"},
+        {"http:/x", false, "|||"},
+        {"http://", false, "http://|||"},
+        {"http://:80", false, "http://|||"},
+        {"http://a_b/x", false, "http://|a_b||"},
+        {"http://host/a:b", false, "http://|host/a||"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.url);
+    for (const auto& [url, ok, parts] : cases) {
         std::string scheme = "s", host = "h", port = "p", path = "x";
-        EXPECT_EQ(parse_url(scheme, host, port, path, c.url), c.ok);
-        EXPECT_EQ(scheme, c.scheme);
-        EXPECT_EQ(host, c.host);
-        EXPECT_EQ(port, c.port);
-        EXPECT_EQ(path, c.path);
+        EXPECT_EQ(parse_url(scheme, host, port, path, url), ok) << url;
+        EXPECT_EQ(scheme + "|" + host + "|" + port + "|" + path, parts) << url;
     }
-}
-
-TEST(ParseUrlTest, AcceptsOneOfItsOutputsAsInput) {
-    std::string url = "http://example:80/a", scheme, port, path;
+    std::string url = "http://example:80/a", scheme, port, path;  // an output as the input
     EXPECT_TRUE(parse_url(scheme, url, port, path, url));
-    EXPECT_EQ(url, "example");
-    EXPECT_EQ(path, "/a");
-}
+    EXPECT_EQ(url + "|" + path, "example|/a");
 
-TEST(MakeUrlTest, BracketsHostsWithColonsAndRejectsMissingParts) {
-    struct Case {
-        const char* scheme;
-        const char* host;
-        const char* port;
-        const char* path;
-        bool ok;
-        const char* url;
+    // make_url: scheme, host, port, path and the url made ("unchanged" where it fails)
+    const char* made[][5] = {
+        {"http://", "example", "80", "/a", "http://example:80/a"},
+        {"http://", "::1", "80", "/a", "http://[::1]:80/a"},
+        {"http://", "example", "", "", "http://example"},
+        {"http://", "", "80", "/a", "unchanged"},
+        {"", "example", "80", "/a", "unchanged"},
     };
-    const Case cases[] = {
-        {"http://", "example", "80", "/a", true, "http://example:80/a"},
-        {"http://", "::1", "80", "/a", true, "http://[::1]:80/a"},
-        {"http://", "example", "", "", true, "http://example"},
-        {"http://", "", "80", "/a", false, "unchanged"},
-        {"", "example", "80", "/a", false, "unchanged"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.url);
-        std::string url = "unchanged";
-        EXPECT_EQ(make_url(c.scheme, c.host, c.port, c.path, url), c.ok);
-        EXPECT_EQ(url, c.url);
+    for (const auto& c : made) {
+        url = "unchanged";
+        EXPECT_EQ(make_url(c[0], c[1], c[2], c[3], url), std::string(c[4]) != "unchanged") << c[4];
+        EXPECT_EQ(url, c[4]);
     }
 }
 
-TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigits) {
-    struct Case {
-        std::string text;
-        const char* encoded;
+TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigitsAndDecodeToleratesMalformedInput) {
+    const std::pair<std::string, std::string> both_ways[] = {
+        {"a b", "a%20b"}, {"A-Z", "A%2DZ"},     {"~", "%7E"},   {"\xFF", "%FF"},
+        {"._", "%2E%5F"}, {"azAZ09", "azAZ09"}, {"\0"s, "%00"}, {"", ""},
     };
-    const Case cases[] = {
-        {"a b", "a%20b"},
-        {"A-Z", "A%2DZ"},
-        {"~", "%7E"},
-        {"\xFF", "%FF"},
-        {"._", "%2E%5F"},
-        {"azAZ09", "azAZ09"},
-        {std::string(1, '\0'), "%00"},
-        {"", ""},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.encoded);
+    for (const auto& [text, code] : both_ways) {
         std::string out = "stale";
-        EXPECT_EQ(percent_encode(out, c.text), c.encoded);
+        EXPECT_EQ(percent_encode(out, text), code);
+        EXPECT_EQ(percent_decode(out, code), text);
     }
-}
-
-TEST(PercentCodingTest, DecodeToleratesMalformedInput) {
-    struct Case {
-        const char* text;
-        std::string decoded;
+    const std::pair<const char*, std::string> decode_only[] = {
+        {"%7e", "~"},   {"a+b", "a+b"},  {"abc%4", "abc"},  {"abc%", "abc"},
+        {"%zz", "\0"s}, {"%g1", "\x01"}, {"%%41", "\0041"},
     };
-    const Case cases[] = {
-        {"a%20b", "a b"},
-        {"%7e", "~"},
-        {"%7E", "~"},
-        {"a+b", "a+b"},
-        {"abc%4", "abc"},
-        {"abc%", "abc"},
-        {"%zz", std::string(1, '\0')},
-        {"%g1", "\x01"},
-        {"%%41", std::string("\x04") + "1"},
-        {"", ""},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const auto& [text, plain] : decode_only) {
         std::string out = "stale";
-        EXPECT_EQ(percent_decode(out, c.text), c.decoded);
+        EXPECT_EQ(percent_decode(out, text), plain) << text;
     }
-}
-
-TEST(PercentCodingTest, DecodeOfEncodeGivesEveryByteBack) {
+    // Decode of encode gives every byte back, also through the output itself.
     std::string all;
     for (int c = 0; c < 256; ++c) all.push_back(static_cast<char>(c));
     std::string encoded, decoded;
     percent_encode(encoded, all);
     EXPECT_EQ(encoded.size(), 62u + 194u * 3u);
     EXPECT_EQ(percent_decode(decoded, encoded), all);
-    // In place, through the output itself.
     percent_encode(encoded, encoded);
     percent_decode(encoded, encoded);
     percent_decode(encoded, encoded);
@@ -140,25 +91,18 @@ TEST(PercentCodingTest, DecodeOfEncodeGivesEveryByteBack) {
 }
 
 TEST(SplitStringPairTest, CutsAtFirstSeparator) {
-    struct Case {
-        const char* text;
-        bool ok;
-        const char* left;
-        const char* right;
+    // text, ok, "left|right"
+    const std::tuple<const char*, bool, const char*> cases[] = {
+        {"key=value", true, "key|value"},
+        {"a=b=c", true, "a|b=c"},
+        {"key", false, "key|"},
+        {"=x", true, "|x"},
+        {"x=", true, "x|"},
+        {"", false, "|"},
     };
-    const Case cases[] = {
-        {"key=value", true, "key", "value"},
-        {"a=b=c", true, "a", "b=c"},
-        {"key", false, "key", ""},
-        {"=x", true, "", "x"},
-        {"x=", true, "x", ""},
-        {"", false, "", ""},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const auto& [text, ok, parts] : cases) {
         std::string left = "L", right = "R";
-        EXPECT_EQ(split_string_pair(left, right, c.text, '='), c.ok);
-        EXPECT_EQ(left, c.left);
-        EXPECT_EQ(right, c.right);
+        EXPECT_EQ(split_string_pair(left, right, text, '='), ok) << text;
+        EXPECT_EQ(left + "|" + right, parts) << text;
     }
 }

@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <string>
-#include <vector>
 
 #include "logging/log_test_support.h"
 #include "qorbasic/log.h"
@@ -11,97 +10,68 @@ namespace {
 
 using qortest::run_in_child;
 
-const char kNullText[] = "assert error, <filename unknown> line 0, \"<no message>\" \n";
+const std::string kNullText = "assert error, <filename unknown> line 0, \"<no message>\" \n";
 
 TEST(AssertFailure, DefaultHandlerPrintsThenLogsThenRaisesSigill) {
     qortest::ChildResult child = run_in_child([] { invokeAssertFailure(nullptr, 0, nullptr); });
     EXPECT_TRUE(child.killed_by(SIGILL)) << child.status;
-    ASSERT_EQ(child.err.compare(0, sizeof kNullText - 1, kNullText), 0) << child.err;
-    std::string logged = child.err.substr(sizeof kNullText - 1);
+    ASSERT_EQ(child.err.compare(0, kNullText.size(), kNullText), 0) << child.err;
+    std::string logged = child.err.substr(kNullText.size());
     EXPECT_EQ(logged.compare(0, 7, "[ERROR "), 0) << logged;
-    EXPECT_NE(logged.find(std::string("] ") + kNullText + "\n"), std::string::npos) << logged;
+    EXPECT_NE(logged.find("] " + kNullText + "\n"), std::string::npos) << logged;
 }
 
+// With SIGILL ignored the handler returns; a long message is cut to the
+// handler's 1023-byte buffer.
 TEST(AssertFailure, DefaultHandlerReturnsWhenSigillIsIgnored) {
     qortest::ChildResult child = run_in_child([] {
         signal(SIGILL, SIG_IGN);
         set_default_loglevel(QOR_LOGLEVEL_FATAL);
         invokeAssertFailure("queue.cc", 42, "internal linked-list error");
+        defaultAssertFailure("f.cc", 1, std::string(2000, 'm').c_str());
     });
     EXPECT_TRUE(child.exited_with(0)) << child.status;
-    EXPECT_EQ(child.err, "assert error, queue.cc line 42, \"internal linked-list error\" \n");
+    const std::string first = "assert error, queue.cc line 42, \"internal linked-list error\" \n";
+    ASSERT_EQ(child.err.size(), first.size() + 1023u);
+    EXPECT_EQ(child.err.compare(0, first.size(), first), 0);
+    EXPECT_EQ(child.err.compare(first.size(), 27, "assert error, f.cc line 1, "), 0);
 }
 
-TEST(AssertFailure, LongMessageIsCutToTheBuffer) {
-    qortest::ChildResult child = run_in_child([] {
-        signal(SIGILL, SIG_IGN);
-        set_default_loglevel(QOR_LOGLEVEL_FATAL);
-        std::string message(2000, 'm');
-        defaultAssertFailure("f.cc", 1, message.c_str());
-    });
-    ASSERT_EQ(child.err.size(), 1023u);
-    EXPECT_EQ(child.err.compare(0, 27, "assert error, f.cc line 1, "), 0);
-}
-
-struct Recorded {
-    std::string file;
-    int line = -1;
-    std::string message;
-    int calls = 0;
-};
-Recorded g_recorded;
-
-void recording_handler(const char* file, int line, const char* message) {
-    g_recorded.file = file;
-    g_recorded.line = line;
-    g_recorded.message = message;
-    ++g_recorded.calls;
-}
+std::string g_recorded;
 
 TEST(AssertFailure, InstalledHandlerReplacesTheDefaultUntilReset) {
     qortest::ChildResult child = run_in_child([] {
-        setAssertFailure(recording_handler);
+        setAssertFailure([](const char* file, int line, const char* message) {
+            g_recorded += std::string(file) + ":" + std::to_string(line) + ":" + message;
+        });
         invokeAssertFailure("a.cc", 7, "packet bytes missing");
-        bool ok = g_recorded.calls == 1 && g_recorded.file == "a.cc" && g_recorded.line == 7 &&
-                  g_recorded.message == "packet bytes missing";
-        if (!ok) _exit(1);
+        if (g_recorded != "a.cc:7:packet bytes missing") _exit(1);
         setAssertFailure(nullptr);
         invokeAssertFailure(nullptr, 0, nullptr);
         _exit(2);  // not reached: the default handler raised SIGILL
     });
     EXPECT_TRUE(child.killed_by(SIGILL)) << child.status;
-    EXPECT_EQ(child.err.compare(0, sizeof kNullText - 1, kNullText), 0) << child.err;
+    EXPECT_EQ(child.err.compare(0, kNullText.size(), kNullText), 0) << child.err;
 }
 
 // An assertion on a thread that holds the LogInput mutex (as make_source does
 // when it can't create a source) prints and raises all the same.
-class AssertingEmitter : public BasicLog::Emitter {
-  public:
-    void send_one_line(const qor_loglevel_impl*, const std::string&, const std::string&) override {
-        invokeAssertFailure("emitter.cc", 9, "failed to create a logger object");
-    }
-    const char* emitter_type() const override { return "AssertingEmitter"; }
-};
-
 TEST(AssertFailure, AssertionWhileHoldingTheLogLockNeitherWaitsNorLosesItsText) {
-    qortest::ChildResult ignored = run_in_child([] {
-        signal(SIGILL, SIG_IGN);
-        BasicLog::add_early_emitter(new AssertingEmitter);
-        BasicLog::Source* source = BasicLog::make_logsource_instance("x.cc");
-        BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), QOR_LOGLEVEL_ERROR,
-                                    "trigger", __FILE__, __func__);
-    });
-    EXPECT_TRUE(ignored.exited_with(0)) << ignored.status;
-    EXPECT_EQ(ignored.err,
-              "assert error, emitter.cc line 9, \"failed to create a logger object\" \n");
-
-    qortest::ChildResult fatal = run_in_child([] {
-        BasicLog::add_early_emitter(new AssertingEmitter);
-        BasicLog::Source* source = BasicLog::make_logsource_instance("x.cc");
-        BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), QOR_LOGLEVEL_ERROR,
-                                    "trigger", __FILE__, __func__);
-    });
-    EXPECT_TRUE(fatal.killed_by(SIGILL)) << fatal.status;
+    for (bool ignore_sigill : {true, false}) {
+        qortest::ChildResult child = run_in_child([ignore_sigill] {
+            if (ignore_sigill) signal(SIGILL, SIG_IGN);
+            BasicLog::add_early_emitter(new qortest::CapturingEmitter(nullptr, nullptr, [] {
+                invokeAssertFailure("emitter.cc", 9, "failed to create a logger object");
+            }));
+            BasicLog::Source* source = BasicLog::make_logsource_instance("x.cc");
+            BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
+                                        QOR_LOGLEVEL_ERROR, "trigger", __FILE__, __func__);
+        });
+        EXPECT_TRUE(ignore_sigill ? child.exited_with(0) : child.killed_by(SIGILL))
+            << ignore_sigill << " " << child.status;
+        EXPECT_EQ(child.err,
+                  "assert error, emitter.cc line 9, \"failed to create a logger object\" \n");
+    }
 }
 
 }  // namespace

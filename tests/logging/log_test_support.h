@@ -6,34 +6,39 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qorbasic/log.h"
 
 namespace qortest {
 
-// Keeps "headers content" of each line; counts its own destruction.
+// Keeps "headers content" of each line after running `on_send` (a test's way
+// to act while the emitting thread holds the input's lock); counts its own
+// destruction.
 class CapturingEmitter : public BasicLog::Emitter {
   public:
-    explicit CapturingEmitter(std::vector<std::string>* lines, int* destroyed = nullptr)
-        : lines_(lines), destroyed_(destroyed) {}
+    explicit CapturingEmitter(std::vector<std::string>* lines, int* destroyed = nullptr,
+                              std::function<void()> on_send = nullptr)
+        : lines_(lines), destroyed_(destroyed), on_send_(std::move(on_send)) {}
     ~CapturingEmitter() override {
         if (destroyed_ != nullptr) ++*destroyed_;
     }
     void send_one_line(const qor_loglevel_impl*, const std::string& headers,
                        const std::string& content) override {
-        lines_->push_back(headers + " " + content);
+        if (on_send_) on_send_();
+        if (lines_ != nullptr) lines_->push_back(headers + " " + content);
     }
     const char* emitter_type() const override { return "CapturingEmitter"; }
 
   private:
     std::vector<std::string>* lines_;
     int* destroyed_;
+    std::function<void()> on_send_;
 };
 
 // The content half of a captured line, behind "[LEVEL date time] ".
@@ -50,9 +55,10 @@ struct ChildResult {
 };
 
 // Runs `body` in a forked child whose standard error goes to a pipe, then
-// _exit(0) unless the body ended the child itself. An alarm kills a child
+// _exit(0) unless the body ended the child itself (std::exit(0) for exit
+// handlers and static destructors to run). An alarm kills a child
 // that deadlocks, so a hang shows as SIGALRM instead of a stuck test.
-inline ChildResult run_in_child(const std::function<void()>& body, bool normal_exit = false) {
+inline ChildResult run_in_child(const std::function<void()>& body) {
     ChildResult result;
     int fds[2];
     if (pipe(fds) != 0) std::abort();
@@ -64,7 +70,6 @@ inline ChildResult run_in_child(const std::function<void()>& body, bool normal_e
         close(fds[1]);
         alarm(20);
         body();
-        if (normal_exit) std::exit(0);
         _exit(0);
     }
     close(fds[1]);
