@@ -89,7 +89,7 @@ TEST(FileWriteTest, EveryWriterReplacesTheContentAndReportsFailures) {
     }
 }
 
-TEST(FileWriteTest, LinesEndInLineFeedsTextOnlyWhenAskedBinaryKeepsEveryByte) {
+TEST(FileWriteTest, LinesEndInLineFeedsTextOnlyWhenAskedBinaryKeepsEveryByteBothWays) {
     TempTree tree;
     const std::string path = tree.path("out");
     ASSERT_TRUE(
@@ -104,6 +104,13 @@ TEST(FileWriteTest, LinesEndInLineFeedsTextOnlyWhenAskedBinaryKeepsEveryByte) {
     const char data[] = {'a', '\0', '\r', '\n', '\xff'};
     ASSERT_TRUE(FileUtils::writeBinaryFile(path, data, sizeof data).is_success());
     EXPECT_EQ(read_all(path), std::string(data, sizeof data));
+    std::string bytes(10000, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
+    std::vector<char> back;
+    EXPECT_EQ(FileUtils::readBinaryFile(back, tree.file("bytes", bytes)).status, STATUS_SUCCESS);
+    EXPECT_EQ(std::string(back.begin(), back.end()), bytes);
+    EXPECT_EQ(FileUtils::readBinaryFile(back, tree.file("empty")).status, STATUS_SUCCESS);
+    EXPECT_TRUE(back.empty());
     ASSERT_TRUE(FileUtils::writeBinaryFile(path, nullptr, 0).is_success());
     EXPECT_EQ(read_all(path), "");
 }
@@ -207,17 +214,6 @@ TEST(FileReadTest, UnreadableFilesFailToOpen) {
     });
 }
 
-TEST(FileReadTest, BinaryFileIsReadWhole) {
-    TempTree tree;
-    std::string content(10000, '\0');
-    for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
-    std::vector<char> out;
-    EXPECT_EQ(FileUtils::readBinaryFile(out, tree.file("bytes", content)).status, STATUS_SUCCESS);
-    EXPECT_EQ(std::string(out.begin(), out.end()), content);
-    EXPECT_EQ(FileUtils::readBinaryFile(out, tree.file("empty")).status, STATUS_SUCCESS);
-    EXPECT_TRUE(out.empty());
-}
-
 // Files of sysfs report a size of 4096 and deliver less: the same as a file
 // that shrinks while it is read or copied.
 TEST(FileReadTest, FileThatEndsBeforeItsSizeIsAReadFailureWithWhatWasRead) {
@@ -239,14 +235,14 @@ TEST(FileReadTest, FileThatEndsBeforeItsSizeIsAReadFailureWithWhatWasRead) {
 
 TEST(FileReadTest, DiffFileComparesContent) {
     TempTree tree;
-    const std::string block(1024, 'b');
-    std::string changed = block;
+    std::string changed(1024, 'b');
     changed[700] = 'c';
-    const std::string a = tree.file("a", block), same = tree.file("same", block);
+    const std::string a = tree.file("a", std::string(1024, 'b')),
+                      same = tree.file("s", read_all(a));
     const std::string other = tree.file("other", changed),
-                      shorter = tree.file("s", block.substr(1));
-    const std::string big_a = tree.file("big_a", std::string(3000, 'z'));
-    const std::string big_b = tree.file("big_b", std::string(3000, 'z'));
+                      shorter = tree.file("short", read_all(a).substr(1));
+    const std::string big_a = tree.file("big_a", std::string(3000, 'z')),
+                      big_b = tree.file("big_b", read_all(big_a));
     const std::string e1 = tree.file("e1"), e2 = tree.file("e2"), missing = tree.path("missing");
     const std::string dir_a = tree.dir("dir_a"), dir_b = tree.dir("dir_b");
     const struct {

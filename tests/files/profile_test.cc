@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 #include <limits.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 #include <set>
 
 #include "files/profile_paths.h"
@@ -17,86 +15,42 @@
 using files_test::read_all;
 using files_test::write_text;
 
-// The fixed paths, through the C++ functions and the flat ones (1: success).
-TEST(ProfilePathsTest, FixedPathsThroughBothInterfaces) {
-    using namespace ProfileUtils;
-    const struct {
-        const char* expected;
-        std::function<bool(std::string&)> cpp;
-        std::function<int(char*, int)> flat;
-    } cases[] = {
-        {"/opt/qor//profiles/a", [](std::string& o) { return profile_path(o, "a"); },
-         [](char* b, int n) { return profileutils_profile_path(b, n, "a"); }},
-        {"/opt/qor//profiles/a/hip.conf",
-         [](std::string& o) { return file_in_profile(o, "a", "hip.conf"); },
-         [](char* b, int n) { return profileutils_file_in_profile(b, n, "a", "hip.conf"); }},
-        {"/opt/qor//profiles/.factory", [](std::string& o) { return factory_path(o); },
-         profileutils_factory_path},
-        {"/opt/qor//profiles/.current", [](std::string& o) { return dotcurrent_path(o); },
-         profileutils_dotcurrent_path},
-        {"/etc/bulwin",
-         [](std::string& o) {
-             installation_path(o);
-             return true;
-         },
-         profileutils_installation_path},
-        {"/etc/bulwin/", [](std::string& o) { return current_profile_path(o); },
-         profileutils_current_profile_path},
-        {"/etc/bulwin//x", [](std::string& o) { return file_in_current(o, "x"); },
-         [](char* b, int n) { return profileutils_file_in_current(b, n, "x"); }},
-    };
-    for (const auto& c : cases) {
-        std::string out;
-        EXPECT_TRUE(c.cpp(out)) << c.expected;
-        EXPECT_EQ(c.expected, out);
-        char buffer[128];
-        EXPECT_EQ(1, c.flat(buffer, sizeof buffer)) << c.expected;
-        EXPECT_STREQ(c.expected, buffer);
-    }
-    // A cut text is a failure of the flat function.
-    char small[8];
-    EXPECT_EQ(0, profileutils_installation_path(small, sizeof small));
-    EXPECT_STREQ("/etc/bu", small);
-}
-
-TEST(ProfilePathsTest, EmptyArgumentsAreRefused) {
+// The fixed paths, through the flat functions: 1 for success, 0 for a cut
+// text or a refused argument, which leaves the buffer alone.
+TEST(ProfilePathsTest, FixedPathsAndRefusedArguments) {
+    char b[128];
+    EXPECT_EQ(1, profileutils_profile_path(b, sizeof b, "a"));
+    EXPECT_STREQ("/opt/qor//profiles/a", b);
+    EXPECT_EQ(1, profileutils_file_in_profile(b, sizeof b, "a", "hip.conf"));
+    EXPECT_STREQ("/opt/qor//profiles/a/hip.conf", b);
+    EXPECT_EQ(1, profileutils_factory_path(b, sizeof b));
+    EXPECT_STREQ("/opt/qor//profiles/.factory", b);
+    EXPECT_EQ(1, profileutils_dotcurrent_path(b, sizeof b));
+    EXPECT_STREQ("/opt/qor//profiles/.current", b);
+    EXPECT_EQ(1, profileutils_current_profile_path(b, sizeof b));
+    EXPECT_STREQ("/etc/bulwin/", b);
+    EXPECT_EQ(1, profileutils_file_in_current(b, sizeof b, "x"));
+    EXPECT_STREQ("/etc/bulwin//x", b);
+    EXPECT_EQ(0, profileutils_installation_path(b, 8));
+    EXPECT_STREQ("/etc/bu", b);
+    EXPECT_EQ(0, profileutils_profile_path(b, sizeof b, ""));
+    EXPECT_EQ(0, profileutils_profile_path(b, sizeof b, nullptr));
+    EXPECT_EQ(0, profileutils_file_in_profile(b, sizeof b, "a", nullptr));
+    EXPECT_EQ(0, profileutils_file_in_current(b, sizeof b, ""));
+    EXPECT_STREQ("/etc/bu", b);
+    // The C++ functions clear their output, all but file_in_current.
     std::string out = "old";
     EXPECT_FALSE(ProfileUtils::profile_path(out, ""));
     EXPECT_EQ("", out);
     out = "old";
-    EXPECT_FALSE(ProfileUtils::file_in_profile(out, "a", ""));
-    EXPECT_EQ("", out);
-    out = "old";
     EXPECT_FALSE(ProfileUtils::file_in_profile(out, "", "hip.conf"));
     EXPECT_EQ("", out);
-    // file_in_current alone leaves its output alone.
     out = "old";
     EXPECT_FALSE(ProfileUtils::file_in_current(out, ""));
     EXPECT_EQ("old", out);
-    // The flat functions give 0 and leave the buffer alone.
-    char buffer[32] = "untouched";
-    EXPECT_EQ(0, profileutils_profile_path(buffer, sizeof buffer, ""));
-    EXPECT_EQ(0, profileutils_profile_path(buffer, sizeof buffer, nullptr));
-    EXPECT_EQ(0, profileutils_file_in_profile(buffer, sizeof buffer, "a", nullptr));
-    EXPECT_EQ(0, profileutils_file_in_current(buffer, sizeof buffer, ""));
-    EXPECT_STREQ("untouched", buffer);
 }
 
-TEST(ProfileInfoTest, AssignCopiesClearKeepsThePathFindCaptionComparesWithCase) {
-    ProfileInfo source;
-    source.assign("dir", "Caption");
-    source.valid = true;
-    source.path = "/p";
-    ProfileInfo copy;
-    copy.assign(copy.assign(source));
-    EXPECT_TRUE(copy.valid);
-    EXPECT_EQ("/p", copy.path);
-    EXPECT_EQ("dir:Caption", copy.dir_title() + ":" + copy.caption());
-    copy.clear();
-    EXPECT_FALSE(copy.valid);
-    EXPECT_EQ(":", copy.dir_title() + ":" + copy.caption());
-    EXPECT_EQ("/p", copy.path);
-
+TEST(ProfileInfoTest, FindCaptionComparesWithCase) {
     std::vector<ProfileInfo*> list;
     ClearVectorPolicy<ProfileInfo> free_list(list);
     EXPECT_EQ(-1, ProfileInfo::find_caption(list, "Home"));
@@ -113,13 +67,9 @@ namespace {
 // A profiles root and installation path in a temporary directory.
 class Profiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        root_ = dir_.dir("profiles") + "/";
-        ProfileUtils::internal::override_paths(root_, dir_.path("bulwin"));
-        saved_cwd_ = cwd();
-    }
+    void SetUp() override { ProfileUtils::internal::override_paths(root_, dir_.path("bulwin")); }
     void TearDown() override {
-        EXPECT_EQ(0, chdir(saved_cwd_.c_str()));
+        std::filesystem::current_path(saved_cwd_);
         ProfileUtils::internal::override_paths("", "");
     }
 
@@ -147,19 +97,12 @@ class Profiles : public ::testing::Test {
         }
         return out;
     }
-
-    static std::string cwd() {
-        char buffer[PATH_MAX];
-        return getcwd(buffer, sizeof buffer) != nullptr ? buffer : "";
-    }
-    static std::string real(const std::string& path) {
-        char buffer[PATH_MAX];
-        return realpath(path.c_str(), buffer) != nullptr ? buffer : "";
-    }
+    static std::string cwd() { return std::filesystem::current_path(); }
+    static std::string real(const std::string& path) { return std::filesystem::canonical(path); }
 
     files_test::TempTree dir_;
-    std::string root_;
-    std::string saved_cwd_;
+    const std::string root_ = dir_.dir("profiles") + "/";
+    const std::string saved_cwd_ = cwd();
 };
 
 }  // namespace
@@ -178,43 +121,28 @@ TEST_F(Profiles, LoadListsVisibleDirectoriesSortedByCaption) {
     EXPECT_EQ((std::vector<std::string>{"p2:Home", "p4:Zeta", "p3:alpha", "p1:home"}), listed());
 }
 
-// Which profile keeps the caption depends on the order of the scan; the
-// others are numbered and their caption files rewritten.
-TEST_F(Profiles, DuplicateCaptionsAreNumberedOnDisk) {
+// Which profile keeps a caption depends on the order of the scan; the
+// others are numbered and their caption files rewritten. Profiles without a
+// caption are named "profile" and numbered alike.
+TEST_F(Profiles, DuplicateAndMissingCaptionsAreNumberedOnDisk) {
     for (const char* title : {"h1", "h2", "h3"}) make_profile(title, "Home\n");
+    make_profile("n1", "profile\n");
+    make_profile("n2", nullptr);
+    make_profile("n3", "  \n");
     const std::vector<std::string> list = listed();
-    ASSERT_EQ(3u, list.size());
+    ASSERT_EQ(6u, list.size());
     std::set<std::string> captions;
     for (const std::string& entry : list) {
-        const std::string caption = entry.substr(3);
-        captions.insert(caption);
-        EXPECT_EQ(caption + "\n", read_all(caption_file(entry.substr(0, 2))));
+        captions.insert(entry.substr(3));
+        EXPECT_EQ(entry.substr(3) + "\n", read_all(caption_file(entry.substr(0, 2))));
     }
-    EXPECT_EQ((std::set<std::string>{"Home", "Home#2", "Home#3"}), captions);
+    EXPECT_EQ(
+        (std::set<std::string>{"Home", "Home#2", "Home#3", "profile", "profile#2", "profile#3"}),
+        captions);
     EXPECT_EQ("Home", list[0].substr(3));
+    EXPECT_EQ("n1:profile", list[3]);
     // A second listing finds nothing left to rename.
     EXPECT_EQ(list, listed());
-}
-
-TEST_F(Profiles, ProfilesWithoutCaptionAreNamedProfileAndNumbered) {
-    make_profile("named", "profile\n");
-    make_profile("u1", nullptr);
-    make_profile("u2", "  \n");
-    const std::vector<std::string> list = listed();
-    ASSERT_EQ(3u, list.size());
-    EXPECT_EQ("named:profile", list[0]);
-    EXPECT_EQ("profile\n", read_all(caption_file("named")));
-    const std::set<std::string> numbered{read_all(caption_file("u1")),
-                                         read_all(caption_file("u2"))};
-    EXPECT_EQ((std::set<std::string>{"profile#2\n", "profile#3\n"}), numbered);
-}
-
-TEST_F(Profiles, LoadOnMissingRootFailsWithAnEmptyList) {
-    ProfileUtils::internal::override_paths(dir_.path("missing"), dir_.path("bulwin"));
-    std::vector<ProfileInfo*> list{new ProfileInfo()};
-    ClearVectorPolicy<ProfileInfo> free_list(list);
-    EXPECT_FALSE(ProfileInfo::load_profiles(list));
-    EXPECT_TRUE(list.empty());
 }
 
 // A directory without caption gets the caption "profile", written to disk;
@@ -346,7 +274,7 @@ TEST_F(Profiles, FlatSetCurrentProfileGivesZeroForACutPathButEntersTheProfile) {
     EXPECT_EQ(root_ + "p/hip.conf", large);
 }
 
-TEST_F(Profiles, SetCurrentProfileWithoutAnyProfileFailsAndKeepsDotcurrent) {
+TEST_F(Profiles, SetCurrentProfileWithoutAnyProfileOrRootFailsAndKeepsDotcurrent) {
     std::string out = "old";
     EXPECT_FALSE(ProfileUtils::set_current_profile(out));
     EXPECT_FALSE(std::filesystem::exists(dotcurrent()));
@@ -360,6 +288,10 @@ TEST_F(Profiles, SetCurrentProfileWithoutAnyProfileFailsAndKeepsDotcurrent) {
     ProfileUtils::internal::override_paths(dir_.path("missing"), dir_.path("bulwin"));
     EXPECT_FALSE(ProfileUtils::set_current_profile(out));
     EXPECT_FALSE(std::filesystem::exists(dir_.path("missing")));
+    std::vector<ProfileInfo*> list{new ProfileInfo()};
+    ClearVectorPolicy<ProfileInfo> free_list(list);
+    EXPECT_FALSE(ProfileInfo::load_profiles(list));
+    EXPECT_TRUE(list.empty());
 }
 
 // Files that exist but cannot be read need a user whom permissions bind: the
