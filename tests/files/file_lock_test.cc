@@ -7,6 +7,7 @@
 #include <sys/time.h>
 
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -57,14 +58,12 @@ void interrupt(int) {}
 }  // namespace
 
 TEST(PathTextTest, TrailingDirsepAndJoinFilename) {
-    for (const auto& c : {std::pair<std::string, std::string>{"", ""},
-                          {"a", "a/"},
-                          {"a/", "a/"},
-                          {"/", "/"},
-                          {"a//", "a//"}}) {
-        std::string path = c.first;
+    const char* const cases[][2] = {
+        {"", ""}, {"a", "a/"}, {"a/", "a/"}, {"/", "/"}, {"a//", "a//"}};
+    for (const auto& c : cases) {
+        std::string path = c[0];
         EXPECT_EQ(&FileUtils::trailing_dirsep(path), &path);
-        EXPECT_EQ(path, c.second) << c.first;
+        EXPECT_EQ(path, c[1]) << c[0];
     }
     std::string out = "stale";
     EXPECT_EQ(FileUtils::join_filename(out, "/opt/", "x", "y"), "/opt/x/y");
@@ -148,8 +147,8 @@ TEST(MakeUniqueFileTest, MakesANewFileWithMode0644OpenForReadingAndWriting) {
                   FILE* a = FileUtils::makeUniqueFile(prefix, first);
                   FILE* b = FileUtils::makeUniqueFile(prefix, second);
                   CHILD_CHECK(a != nullptr && b != nullptr && first != second);
-                  CHILD_CHECK(first.size() == prefix.size() + 7);
-                  CHILD_CHECK(first.compare(0, prefix.size() + 1, prefix + ".") == 0);
+                  CHILD_CHECK(first.size() == prefix.size() + 7 &&
+                              first.compare(0, prefix.size() + 1, prefix + ".") == 0);
                   CHILD_CHECK(permissions(first) == 0644);
                   CHILD_CHECK(fputs("written", a) >= 0);
                   rewind(a);
@@ -172,11 +171,9 @@ TEST(MakeUniqueFileTest, FailuresGiveNullAndLeaveTheName) {
         EXPECT_EQ(FileUtils::makeUniqueFile(c.first, name), nullptr);
         const std::string log = testing::internal::GetCapturedStderr();
         EXPECT_EQ(name, "untouched");
-        int lines = 0;
-        for (std::size_t at = log.find("failed to open file"); at != std::string::npos;
-             at = log.find("failed to open file", at + 1)) {
-            ++lines;
-        }
+        const std::regex line("failed to open file");
+        const auto lines = std::distance(std::sregex_iterator(log.begin(), log.end(), line),
+                                         std::sregex_iterator());
         EXPECT_EQ(lines, c.second) << log;
         EXPECT_TRUE(lines == 0 || log.find("No such file or directory") != std::string::npos);
     }
