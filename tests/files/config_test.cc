@@ -121,8 +121,10 @@ TEST(GetConfigTest, AddsToTheMapAndTheLaterLineOfAKeyWins) {
 }
 
 // A directory opens as a stream but fails on the first read, before its end:
-// that must not pass for an empty file.
-TEST(GetConfigTest, FailedStreamsDirectoriesAndMissingFilesAreFailures) {
+// that must not pass for an empty file. The line reader cannot carry a NUL
+// byte: a rewrite built from its reading would drop the rest of the file, so
+// such a file is refused and left whole.
+TEST(ConfigFailureTest, EveryFailureGivesFalseAndChangesNothing) {
     files_test::TempTree dir;
     ConfigMap config{{"kept", "yes"}};
     std::istringstream failed("a=1\n");
@@ -134,6 +136,14 @@ TEST(GetConfigTest, FailedStreamsDirectoriesAndMissingFilesAreFailures) {
     EXPECT_FALSE(ConfigUtils::getConfig(dir.root(), config, '='));
     EXPECT_FALSE(ConfigUtils::getConfig(dir.path("missing.conf"), config, '='));
     EXPECT_EQ((ConfigMap{{"kept", "yes"}}), config);
+    const std::string nowhere = dir.path("no/such.conf");
+    EXPECT_FALSE(ConfigUtils::writeConfig(nowhere, ConfigMap{{"a", "1"}}, '='));
+    EXPECT_FALSE(ConfigUtils::setConfigValue(nowhere, "key", "value"));
+    EXPECT_FALSE(ConfigUtils::removeConfigValue(dir.path("missing.conf"), "key", '='));
+    const std::string text("a=1\n\0binary\nb=2\n", 16);
+    const std::string path = dir.file("test.conf", text);
+    EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"a", "5"}}, '='));
+    EXPECT_EQ(text, read_all(path));
 }
 
 // Each case: a file (null: none), one change, the file after it.
@@ -230,24 +240,6 @@ TEST(WriteConfigTest, UnchangedSettingsLeaveBytesAndModificationTime) {
         EXPECT_EQ(text, read_all(path));
         EXPECT_EQ(aged.modtime, mtime(path));
     }
-}
-
-TEST(WriteConfigTest, FailuresOfMissingDirectoriesAndFiles) {
-    files_test::TempTree dir;
-    const std::string nowhere = dir.path("no/such.conf");
-    EXPECT_FALSE(ConfigUtils::writeConfig(nowhere, ConfigMap{{"a", "1"}}, '='));
-    EXPECT_FALSE(ConfigUtils::setConfigValue(nowhere, "key", "value"));
-    EXPECT_FALSE(ConfigUtils::removeConfigValue(dir.path("missing.conf"), "key", '='));
-}
-
-// The line reader cannot carry a NUL byte: a rewrite built from its reading
-// would drop the rest of the file, so the file is refused and left whole.
-TEST(WriteConfigTest, RefusesAFileWithANulByteAndKeepsItWhole) {
-    files_test::TempTree dir;
-    const std::string text("a=1\n\0binary\nb=2\n", 16);
-    const std::string path = dir.file("test.conf", text);
-    EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"a", "5"}}, '='));
-    EXPECT_EQ(text, read_all(path));
 }
 
 TEST(GetConfigValueTest, GivesTextOrTheIntegerOrTheDefault) {
