@@ -76,7 +76,8 @@ TEST(PathTextTest, TrailingDirsepAndJoinFilename) {
               "1/2/3/4/5/6/7/8/9/10");
 }
 
-// The environment is read once per process: a later change goes unseen.
+// The environment is read once per process: a later change goes unseen,
+// unless the cache is forgotten. Only the last level of a path is made.
 TEST(TempdirPathTest, ComesFromTheEnvironmentOnceWithASlashAndIsMade) {
     std::string out;
     EXPECT_EQ(FileUtils::tempdir_path(out), TestDirectories::tmp_dir() + "/");
@@ -86,12 +87,17 @@ TEST(TempdirPathTest, ComesFromTheEnvironmentOnceWithASlashAndIsMade) {
     EXPECT_TRUE(FileUtils::dirExists(out));
     EXPECT_EQ(FileUtils::makeLockFilename(out, "a.conf.lock"),
               TestDirectories::lock_dir() + "/a.conf.lock");
+    TempTree tree;
     EXPECT_EQ(run_in_child([&] {
-                  setenv("QOR_TMP_DIR", "/somewhere/else", 1);
-                  setenv("QOR_LOCK_DIR", "/somewhere/else", 1);
+                  setenv("QOR_TMP_DIR", tree.path("made").c_str(), 1);
+                  setenv("QOR_LOCK_DIR", tree.path("no/parent").c_str(), 1);
                   CHILD_CHECK(FileUtils::tempdir_path(out) == TestDirectories::tmp_dir() + "/");
                   CHILD_CHECK(FileUtils::lockdir_path(out) == TestDirectories::lock_dir() + "/");
-                  return true;
+                  FileUtils::internal::forget_cached_directories();
+                  CHILD_CHECK(FileUtils::tempdir_path(out) == tree.path("made") + "/");
+                  CHILD_CHECK(permissions(tree.path("made")) == (0755 & ~umask(0)));
+                  CHILD_CHECK(FileUtils::lockdir_path(out) == tree.path("no/parent") + "/");
+                  return !FileUtils::pathExists(tree.path("no"));
               }),
               0);
 }
@@ -120,22 +126,6 @@ TEST(TempdirPathTest, DefaultsAreSlashTmpAndTheRealPathOfVarLock) {
     EXPECT_EXIT(FileUtils::internal::realpath_or_exit(out, "/no/such/lock/dir", "lockdir_path"),
                 testing::ExitedWithCode(101),
                 "lockdir_path: realpath\\(\\) failed: \\(2\\) No such file or directory");
-}
-
-TEST(TempdirPathTest, MakesOneLevelOnly) {
-    TempTree tree;
-    EXPECT_EQ(run_in_child([&] {
-                  FileUtils::internal::forget_cached_directories();
-                  setenv("QOR_TMP_DIR", tree.path("made").c_str(), 1);
-                  setenv("QOR_LOCK_DIR", tree.path("no/parent").c_str(), 1);
-                  std::string out;
-                  CHILD_CHECK(FileUtils::tempdir_path(out) == tree.path("made") + "/");
-                  CHILD_CHECK(permissions(tree.path("made")) == (0755 & ~umask(0)));
-                  CHILD_CHECK(FileUtils::lockdir_path(out) == tree.path("no/parent") + "/");
-                  CHILD_CHECK(!FileUtils::pathExists(tree.path("no")));
-                  return true;
-              }),
-              0);
 }
 
 TEST(MakeUniqueFileTest, MakesANewFileWithMode0644OpenForReadingAndWriting) {

@@ -146,7 +146,7 @@ TEST_F(Profiles, DuplicateAndMissingCaptionsAreNumberedOnDisk) {
 
 // A directory without caption gets the caption "profile", written to disk;
 // an empty title, or no .current, resolves to the root itself.
-TEST_F(Profiles, FromProfiledirAndFromDotcurrentReadOrGiveTheCaption) {
+TEST_F(Profiles, FromProfiledirFromDotcurrentAndFromCaption) {
     make_profile("a", "Alpha\n");
     make_profile("n", nullptr);
     const struct {
@@ -176,13 +176,9 @@ TEST_F(Profiles, FromProfiledirAndFromDotcurrentReadOrGiveTheCaption) {
     info.from_dotcurrent();
     EXPECT_TRUE(info.valid);
     EXPECT_EQ("a:Alpha", info.dir_title() + ":" + info.caption());
-}
-
-TEST_F(Profiles, FromCaptionFindsTheProfileWithExactlyThatCaption) {
-    make_profile("a", "Alpha\n");
+    // from_caption wants the caption exactly, and sees no hidden profile.
     make_profile("b", "  Beta \n");
     make_profile(".h", "Hidden\n");
-    ProfileInfo info;
     info.from_caption("Beta");
     EXPECT_TRUE(info.valid);
     EXPECT_EQ("b", info.dir_title());
