@@ -153,6 +153,9 @@ TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
     auto write = [](ConfigMap m, char sep = '=') -> Op {
         return [=](const std::string& p) { return ConfigUtils::writeConfig(p, m, sep); };
     };
+    auto set = [](const char* key, const char* value) -> Op {
+        return [=](const std::string& p) { return ConfigUtils::setConfigValue(p, key, value); };
+    };
     const struct {
         const char* name;
         std::string before;  // empty: no file
@@ -185,13 +188,9 @@ TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
         {"other separator", "host: example.org\nurl : http://h:80/\nother=1\n",
          write({{"host", "example.net"}, {"url", "http://h:80/"}}, ':'),
          "host:example.net\nurl:http://h:80/\nother=1\n"},
-        {"set on no file", "",
-         [](const std::string& p) { return ConfigUtils::setConfigValue(p, "key", "value"); },
-         "key=value\n"},
-        {"set empty on no file", "",
-         [](const std::string& p) { return ConfigUtils::setConfigValue(p, "key", ""); }, nullptr},
-        {"set changes its line", "# c\nkey = old # note\nother=1\n",
-         [](const std::string& p) { return ConfigUtils::setConfigValue(p, "key", "new"); },
+        {"set on no file", "", set("key", "value"), "key=value\n"},
+        {"set empty on no file", "", set("key", ""), nullptr},
+        {"set changes its line", "# c\nkey = old # note\nother=1\n", set("key", "new"),
          "# c\nkey=new # note\nother=1\n"},
         // No escapes: outer blanks, a '#' and outer quotes are written as they
         // are, and read back otherwise.
