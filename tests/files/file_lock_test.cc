@@ -1,14 +1,13 @@
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <fstream>
+#include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -19,8 +18,14 @@
 
 using files_test::exists_no_follow;
 using files_test::permissions;
+using files_test::run_in_child;
 using files_test::TempTree;
 using files_test::TestDirectories;
+
+// One environment for the whole test program: every test that reaches the
+// temporary or lock directory finds them inside its own temporary tree.
+static testing::Environment* const test_directories =
+    testing::AddGlobalTestEnvironment(new TestDirectories);
 
 namespace {
 
@@ -48,18 +53,128 @@ bool waits_for_flock(pid_t pid) {
     return false;
 }
 
+void interrupt(int) {}
+
 }  // namespace
+
+TEST(PathTextTest, TrailingDirsepAndJoinFilename) {
+    const char* const cases[][2] = {
+        {"", ""}, {"a", "a/"}, {"a/", "a/"}, {"/", "/"}, {"a//", "a//"}};
+    for (const auto& c : cases) {
+        std::string path = c[0];
+        EXPECT_EQ(&FileUtils::trailing_dirsep(path), &path);
+        EXPECT_EQ(path, c[1]) << c[0];
+    }
+    std::string out = "stale";
+    EXPECT_EQ(FileUtils::join_filename(out, "/opt/", "x", "y"), "/opt/x/y");
+    EXPECT_EQ(FileUtils::join_filename(out, "a", "", "b"), "a/b");
+    EXPECT_EQ(FileUtils::join_filename(out, "", ""), "");
+    EXPECT_EQ(FileUtils::join_filename(out, "", "/abs"), "/abs");
+    EXPECT_EQ(FileUtils::join_filename(out, "a", "/b"), "a//b");
+    EXPECT_EQ(FileUtils::join_filename(out, "dir", 5), "dir/5");
+    EXPECT_EQ(FileUtils::join_filename(out, "1", "2", "3", "4", "5", "6", "7", "8", "9", "10"),
+              "1/2/3/4/5/6/7/8/9/10");
+}
+
+// The environment is read once per process: a later change goes unseen,
+// unless the cache is forgotten. Only the last level of a path is made.
+TEST(TempdirPathTest, ComesFromTheEnvironmentOnceWithASlashAndIsMade) {
+    std::string out;
+    EXPECT_EQ(FileUtils::tempdir_path(out), TestDirectories::tmp_dir() + "/");
+    EXPECT_TRUE(FileUtils::dirExists(out));
+    EXPECT_EQ(FileUtils::makeTempFilename(out, "f"), TestDirectories::tmp_dir() + "/f");
+    EXPECT_EQ(FileUtils::lockdir_path(out), TestDirectories::lock_dir() + "/");
+    EXPECT_TRUE(FileUtils::dirExists(out));
+    EXPECT_EQ(FileUtils::makeLockFilename(out, "a.conf.lock"),
+              TestDirectories::lock_dir() + "/a.conf.lock");
+    TempTree tree;
+    EXPECT_EQ(run_in_child([&] {
+                  setenv("QOR_TMP_DIR", tree.path("made").c_str(), 1);
+                  setenv("QOR_LOCK_DIR", tree.path("no/parent").c_str(), 1);
+                  CHILD_CHECK(FileUtils::tempdir_path(out) == TestDirectories::tmp_dir() + "/");
+                  CHILD_CHECK(FileUtils::lockdir_path(out) == TestDirectories::lock_dir() + "/");
+                  FileUtils::internal::forget_cached_directories();
+                  CHILD_CHECK(FileUtils::tempdir_path(out) == tree.path("made") + "/");
+                  CHILD_CHECK(permissions(tree.path("made")) == (0755 & ~umask(0)));
+                  CHILD_CHECK(FileUtils::lockdir_path(out) == tree.path("no/parent") + "/");
+                  return !FileUtils::pathExists(tree.path("no"));
+              }),
+              0);
+}
+
+// Without text in the variables the temporary directory is /tmp and the lock
+// directory the canonical form of /var/lock, which exists on the machine:
+// nothing is made there. Where /var/lock does not resolve the process ends.
+TEST(TempdirPathTest, DefaultsAreSlashTmpAndTheRealPathOfVarLock) {
+    char resolved[PATH_MAX];
+    const bool resolvable = realpath("/var/lock", resolved) != nullptr;
+    for (const char* value : {static_cast<const char*>(nullptr), ""}) {
+        EXPECT_EQ(run_in_child([&] {
+                      FileUtils::internal::forget_cached_directories();
+                      if (value == nullptr) unsetenv("QOR_TMP_DIR");
+                      if (value != nullptr) setenv("QOR_TMP_DIR", value, 1);
+                      unsetenv("QOR_LOCK_DIR");
+                      std::string out;
+                      CHILD_CHECK(FileUtils::tempdir_path(out) == "/tmp/");
+                      CHILD_CHECK(FileUtils::makeTempFilename(out, "f") == "/tmp/f");
+                      CHILD_CHECK(FileUtils::lockdir_path(out) == std::string(resolved) + "/");
+                      return true;
+                  }),
+                  resolvable ? 0 : 101);
+    }
+    std::string out;
+    EXPECT_EXIT(FileUtils::internal::realpath_or_exit(out, "/no/such/lock/dir", "lockdir_path"),
+                testing::ExitedWithCode(101),
+                "lockdir_path: realpath\\(\\) failed: \\(2\\) No such file or directory");
+}
+
+TEST(MakeUniqueFileTest, MakesANewFileWithMode0644OpenForReadingAndWriting) {
+    TempTree tree;
+    const std::string prefix = tree.path("x");
+    EXPECT_EQ(run_in_child([&] {
+                  umask(077);
+                  std::string first, second;
+                  FILE* a = FileUtils::makeUniqueFile(prefix, first);
+                  FILE* b = FileUtils::makeUniqueFile(prefix, second);
+                  CHILD_CHECK(a != nullptr && b != nullptr && first != second);
+                  CHILD_CHECK(first.size() == prefix.size() + 7 &&
+                              first.compare(0, prefix.size() + 1, prefix + ".") == 0);
+                  CHILD_CHECK(permissions(first) == 0644);
+                  CHILD_CHECK(fputs("written", a) >= 0);
+                  rewind(a);
+                  char back[16] = {};
+                  CHILD_CHECK(fgets(back, sizeof back, a) != nullptr);
+                  CHILD_CHECK(std::string(back) == "written");
+                  return true;
+              }),
+              0);
+}
+
+// A missing directory is tried eleven times, each logged; a prefix too long
+// for the path buffer is refused at once.
+TEST(MakeUniqueFileTest, FailuresGiveNullAndLeaveTheName) {
+    TempTree tree;
+    for (const auto& c :
+         {std::pair<std::string, int>{tree.path("missing/x"), 11}, {std::string(4089, 'p'), 0}}) {
+        std::string name = "untouched";
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(FileUtils::makeUniqueFile(c.first, name), nullptr);
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(name, "untouched");
+        const std::regex line("failed to open file");
+        const auto lines = std::distance(std::sregex_iterator(log.begin(), log.end(), line),
+                                         std::sregex_iterator());
+        EXPECT_EQ(lines, c.second) << log;
+        EXPECT_TRUE(lines == 0 || log.find("No such file or directory") != std::string::npos);
+    }
+}
 
 TEST(ScopedFileLockTest, LockFileIsNamedAfterTheBaseNameOnly) {
     const struct {
-        const char* path;
-        const char* lock;
+        const char *path, *lock;
     } cases[] = {
-        {"/etc/conf/a.conf", "a.conf.lock"},
-        {"/home/u/a.conf", "a.conf.lock"},
-        {"a.conf", "a.conf.lock"},
-        {"x\\y\\a.conf", "a.conf.lock"},
-        {"dir/", ".lock"},
+        {"/etc/conf/a.conf", "a.conf.lock"},  {"a.conf", "a.conf.lock"},
+        {"x\\y\\a.conf", "a.conf.lock"},      {"dir/", ".lock"},
         {"c:\\dir/a\\b.conf", "b.conf.lock"},
     };
     for (const auto& c : cases) {
@@ -71,22 +186,19 @@ TEST(ScopedFileLockTest, LockFileIsNamedAfterTheBaseNameOnly) {
 }
 
 TEST(ScopedFileLockTest, LockFileExistsWithMode0666OnlyWhileHeld) {
-    EXPECT_EQ(files_test::run_in_child([] {
+    EXPECT_EQ(run_in_child([] {
                   umask(077);
                   std::string name;
                   {
                       FileUtils::ScopedFileLock lock("/some/dir/held.conf");
-                      CHILD_CHECK(lock.is_valid());
                       name = lock.filename;
-                      CHILD_CHECK(permissions(name) == 0666);
+                      CHILD_CHECK(lock.is_valid() && permissions(name) == 0666);
                       lock.release();
-                      CHILD_CHECK(!lock.is_valid());
-                      CHILD_CHECK(lock.fd == -1);
+                      CHILD_CHECK(!lock.is_valid() && lock.fd == -1);
                       CHILD_CHECK(!exists_no_follow(name));
                       // Nobody holds it now; a second release must not remove it.
                       std::ofstream(name) << "";
                       lock.release();
-                      CHILD_CHECK(exists_no_follow(name));
                   }
                   CHILD_CHECK(exists_no_follow(name));
                   unlink(name.c_str());
@@ -100,52 +212,41 @@ TEST(ScopedFileLockTest, LockFileExistsWithMode0666OnlyWhileHeld) {
               0);
 }
 
-TEST(ScopedFileLockTest, SameBaseNameInAnotherDirectoryIsTheSameLock) {
+// A holder in another process, or one that names a file of the same base
+// name in another directory, makes a try fail at once and leaves the holder's
+// lock file alone.
+TEST(ScopedFileLockTest, TryFailsWhileAnotherHolds) {
     FileUtils::ScopedFileLock held("/etc/conf/shared.conf");
     ASSERT_TRUE(held.is_valid());
     EXPECT_EQ(fileutils_acquirelock(lock_file("shared.conf.lock").c_str(), 0), -1);
-    // The failed attempt leaves the holder's lock file alone.
-    EXPECT_TRUE(exists_no_follow(held.filename));
-}
-
-TEST(ScopedFileLockTest, MissingLockDirectoryGivesAnInvalidLock) {
-    TempTree tree;
-    EXPECT_EQ(files_test::run_in_child([&] {
-                  FileUtils::internal::forget_cached_directories();
-                  setenv("QOR_LOCK_DIR", tree.path("no/locks").c_str(), 1);
-                  FileUtils::ScopedFileLock lock("a.conf");
-                  CHILD_CHECK(!lock.is_valid());
-                  CHILD_CHECK(lock.filename == tree.path("no/locks") + "/a.conf.lock");
-                  lock.release();
-                  return true;
-              }),
+    EXPECT_EQ(run_in_child([&] { return fileutils_acquirelock(held.filename.c_str(), 0) == -1; }),
               0);
+    EXPECT_TRUE(exists_no_follow(held.filename));
+    held.release();
+    EXPECT_FALSE(exists_no_follow(held.filename));
 }
 
-TEST(ScopedFileLockTest, UnwritableLockDirectoryGivesAnInvalidLock) {
+TEST(ScopedFileLockTest, MissingOrUnwritableLockDirectoryGivesAnInvalidLock) {
     TempTree tree;
     const std::string closed = tree.dir("closed");
     chmod(closed.c_str(), 0555);
     tree.open_to_all();
     EXPECT_UNPRIVILEGED([&] {
-        FileUtils::internal::forget_cached_directories();
-        setenv("QOR_LOCK_DIR", closed.c_str(), 1);
-        FileUtils::ScopedFileLock lock("a.conf");
-        CHILD_CHECK(!lock.is_valid());
+        for (const std::string& dir : {tree.path("no/locks"), closed}) {
+            FileUtils::internal::forget_cached_directories();
+            setenv("QOR_LOCK_DIR", dir.c_str(), 1);
+            FileUtils::ScopedFileLock lock("a.conf");
+            CHILD_CHECK(!lock.is_valid() && lock.filename == dir + "/a.conf.lock");
+            lock.release();
+        }
         return true;
     });
 }
 
-namespace {
-
-void interrupt(int) {}
-
-}  // namespace
-
 TEST(ScopedFileLockTest, SignalDuringTheWaitGivesAnInvalidLock) {
     FileUtils::ScopedFileLock held("interrupted.conf");
     ASSERT_TRUE(held.is_valid());
-    EXPECT_EQ(files_test::run_in_child([] {
+    EXPECT_EQ(run_in_child([] {
                   struct sigaction action = {};
                   action.sa_handler = interrupt;  // no SA_RESTART: flock fails with EINTR
                   sigaction(SIGALRM, &action, nullptr);
@@ -153,49 +254,21 @@ TEST(ScopedFileLockTest, SignalDuringTheWaitGivesAnInvalidLock) {
                   timer.it_value.tv_usec = 50000;
                   setitimer(ITIMER_REAL, &timer, nullptr);
                   FileUtils::ScopedFileLock lock("interrupted.conf");
-                  CHILD_CHECK(!lock.is_valid());
-                  return true;
+                  return !lock.is_valid();
               }),
               0);
     EXPECT_TRUE(exists_no_follow(held.filename));
 }
 
-TEST(AcquireLockTest, NoWaitFailsAtOnceWhileAnotherProcessHolds) {
-    const std::string name = lock_file("busy.lock");
-    int ready[2], done[2];
-    ASSERT_EQ(pipe(ready), 0);
-    ASSERT_EQ(pipe(done), 0);
-    fflush(nullptr);
-    const pid_t holder = fork();
-    if (holder == 0) {
-        const int fd = fileutils_acquirelock(name.c_str(), 1);
-        if (write(ready[1], fd >= 0 ? "y" : "n", 1) != 1) _exit(1);
-        wait_for_byte(done[0], 10000);
-        fileutils_releaselock(fd, name.c_str());
-        _exit(0);
-    }
-    ASSERT_EQ(wait_for_byte(ready[0], 10000), 'y');
-    EXPECT_EQ(fileutils_acquirelock(name.c_str(), 0), -1);
-    ASSERT_EQ(write(done[1], "x", 1), 1);
-    int status = 0;
-    waitpid(holder, &status, 0);
-    EXPECT_FALSE(exists_no_follow(name));
-    const int fd = fileutils_acquirelock(name.c_str(), 0);
-    EXPECT_GE(fd, 0);
-    fileutils_releaselock(fd, name.c_str());
-    EXPECT_FALSE(exists_no_follow(name));
-    for (int end : {ready[0], ready[1], done[0], done[1]}) close(end);
-}
-
+// A process that dies holding the lock blocks nobody.
 TEST(AcquireLockTest, LockOfADeadProcessBlocksNobody) {
-    const std::string name = lock_file("stale.lock");
-    EXPECT_EQ(files_test::run_in_child([&] { return fileutils_acquirelock(name.c_str(), 1) >= 0; }),
-              0);
-    EXPECT_TRUE(exists_no_follow(name));
+    const std::string stale = lock_file("stale.lock");
+    EXPECT_EQ(run_in_child([&] { return fileutils_acquirelock(stale.c_str(), 1) >= 0; }), 0);
+    EXPECT_TRUE(exists_no_follow(stale));
     FileUtils::ScopedFileLock lock("stale");
     EXPECT_TRUE(lock.is_valid());
     lock.release();
-    EXPECT_FALSE(exists_no_follow(name));
+    EXPECT_FALSE(exists_no_follow(stale));
 }
 
 TEST(AcquireLockTest, FailuresAndReleaseOfNoLock) {
@@ -261,8 +334,7 @@ TEST(AcquireLockTest, WaiterOnAReleasedFileDoesNotShareTheLockWithANewcomer) {
 TEST(FileLockStressTest, ProcessesNeverLoseAnIncrement) {
     TempTree tree;
     const std::string counter = tree.file("counter", "0\n");
-    constexpr int kProcesses = 6;
-    constexpr int kIncrements = 300;
+    constexpr int kProcesses = 6, kIncrements = 300;
     std::vector<pid_t> workers;
     fflush(nullptr);
     for (int p = 0; p < kProcesses; ++p) {
@@ -270,12 +342,13 @@ TEST(FileLockStressTest, ProcessesNeverLoseAnIncrement) {
         if (pid == 0) {
             for (int i = 0; i < kIncrements; ++i) {
                 FileUtils::ScopedFileLock lock(counter);
-                if (!lock.is_valid()) _exit(2);
                 std::string text;
-                if (!FileUtils::readOneLine(text, counter).is_success()) _exit(3);
+                if (!lock.is_valid() || !FileUtils::readOneLine(text, counter).is_success()) {
+                    _exit(2);
+                }
                 char* end = nullptr;
                 const long value = strtol(text.c_str(), &end, 10);
-                if (text.empty() || *end != '\0') _exit(5);  // a torn counter
+                if (text.empty() || *end != '\0') _exit(3);  // a torn counter
                 if (!FileUtils::writeFile(counter, std::to_string(value + 1), true).is_success()) {
                     _exit(4);
                 }

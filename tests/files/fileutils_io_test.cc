@@ -1,31 +1,61 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <string>
 #include <vector>
 
+#include "files/line_reader.h"
 #include "files/temp_tree.h"
 #include "qorbasic/files.h"
 
 using files_test::read_all;
 using files_test::TempTree;
+using Lines = std::vector<std::string>;
+
+// All lines the reader gives for `content` with the limit `max_size`, each
+// with its line end and without the NUL the reader puts behind it.
+TEST(LineReaderTest, KeepsLineEndsAndStopsAtTheLimit) {
+    const std::string chunk(498, 'a'), longest = std::string(1496, 'x') + "\n";
+    const struct {
+        std::string content;
+        std::size_t max_size;
+        Lines lines;
+    } cases[] = {
+        {"a\nb\r\nc", 1000, {"a\n", "b\r\n", "c"}},
+        {"", 1000, {}},
+        {"\n\n", 1000, {"\n", "\n"}},
+        // A carriage return ends a line only at the end of a chunk.
+        {chunk + "\rrest\n", 100000, {chunk + "\r", "rest\n"}},
+        {"x\ry\n", 100000, {"x\ry\n"}},
+        // fgets gives no length: what follows a NUL in its chunk is lost.
+        {std::string("ab\0cd\nef\n", 9), 1000, {"abef\n"}},
+        // A limit of 1500 allows three chunks of 499 bytes: 1497 bytes.
+        {longest + "next\n", 1500, {longest, "next\n"}},
+        {"before\nx" + longest + "next\n", 1500, {"before\n"}},
+        {"a\n", 499, {}},
+        {"a\n", 500, {"a\n"}},
+    };
+    TempTree tree;
+    for (const auto& c : cases) {
+        FILE* stream = fopen(tree.file("lines", c.content).c_str(), "r");
+        Lines lines;
+        std::string buffer = "stale";
+        while (FileUtils::internal::read_file_line(buffer, stream, c.max_size)) {
+            EXPECT_EQ(buffer.back(), '\0');
+            lines.push_back(buffer.substr(0, buffer.size() - 1));
+        }
+        fclose(stream);
+        EXPECT_EQ(lines, c.lines) << testing::PrintToString(c.content.substr(0, 20));
+    }
+}
 
 namespace {
 
-class FileWriteTest : public testing::Test {
-  protected:
-    TempTree tree;
-};
-
 // Each writer, for the cases that all of them share.
-struct Writer {
+const struct {
     const char* name;
     CommandResult (*write)(const QRSTR& path);
-};
-
-const Writer kWriters[] = {
-    {"vector",
-     [](const QRSTR& p) { return FileUtils::writeFile(p, std::vector<std::string>{"a"}); }},
+} kWriters[] = {
+    {"vector", [](const QRSTR& p) { return FileUtils::writeFile(p, Lines{"a"}); }},
     {"StringVector",
      [](const QRSTR& p) {
          StringVector lines;
@@ -38,157 +68,126 @@ const Writer kWriters[] = {
 
 }  // namespace
 
-TEST_F(FileWriteTest, EveryWriterReplacesTheContentAndReportsOpenFailures) {
-    for (const Writer& writer : kWriters) {
+// New files get read and write for all less the umask.
+TEST(FileWriteTest, EveryWriterReplacesTheContentAndReportsFailures) {
+    TempTree tree;
+    for (const auto& writer : kWriters) {
         const std::string path = tree.file(writer.name, "old content that is longer\n");
         EXPECT_EQ(writer.write(path).status, STATUS_SUCCESS) << writer.name;
         EXPECT_EQ(read_all(path), "a\n") << writer.name;
         EXPECT_EQ(writer.write("").status, STATUS_INVALID_ARGUMENT) << writer.name;
-        EXPECT_EQ(writer.write(tree.path("missing/dir/file")).status, STATUS_OPEN_FAILED)
-            << writer.name;
+        EXPECT_EQ(writer.write(tree.path("missing/dir/file")).status, STATUS_OPEN_FAILED);
         EXPECT_EQ(writer.write(tree.root()).status, STATUS_OPEN_FAILED) << writer.name;
+        EXPECT_EQ(files_test::run_in_child([&] {
+                      umask(027);
+                      const std::string fresh = tree.path(std::string("new-") + writer.name);
+                      return writer.write(fresh).is_success() &&
+                             files_test::permissions(fresh) == 0640;
+                  }),
+                  0)
+            << writer.name;
     }
 }
 
-TEST_F(FileWriteTest, NewFilesGetReadAndWriteForAllLessTheUmask) {
-    EXPECT_EQ(files_test::run_in_child([&] {
-                  umask(027);
-                  for (const Writer& writer : kWriters) {
-                      const std::string path = tree.path(std::string("new-") + writer.name);
-                      CHILD_CHECK(writer.write(path).is_success());
-                      CHILD_CHECK(files_test::permissions(path) == 0640);
-                  }
-                  return true;
-              }),
-              0);
-}
-
-TEST_F(FileWriteTest, LinesEndInLineFeedsAndStopAtANul) {
-    const std::string path = tree.path("lines");
-    std::vector<std::string> lines = {"one", "", std::string("tw\0o", 4), "three"};
-    ASSERT_TRUE(FileUtils::writeFile(path, lines).is_success());
-    EXPECT_EQ(read_all(path), "one\n\ntw\nthree\n");
-    ASSERT_TRUE(FileUtils::writeFile(path, std::vector<std::string>()).is_success());
+TEST(FileWriteTest, LinesEndInLineFeedsTextOnlyWhenAskedBinaryKeepsEveryByteBothWays) {
+    TempTree tree;
+    const std::string path = tree.path("out");
+    ASSERT_TRUE(
+        FileUtils::writeFile(path, Lines{"one", "", std::string("tw\0o", 4), "3"}).is_success());
+    EXPECT_EQ(read_all(path), "one\n\ntw\n3\n");  // a line stops at a NUL
+    ASSERT_TRUE(FileUtils::writeFile(path, Lines()).is_success());
     EXPECT_EQ(read_all(path), "");
-}
-
-TEST_F(FileWriteTest, TextGetsALineFeedOnlyWhenAsked) {
-    const std::string path = tree.path("text");
     ASSERT_TRUE(FileUtils::writeFile(path, "value", false).is_success());
     EXPECT_EQ(read_all(path), "value");
-    ASSERT_TRUE(FileUtils::writeFile(path, "value", true).is_success());
-    EXPECT_EQ(read_all(path), "value\n");
     ASSERT_TRUE(FileUtils::writeFile(path, "", false).is_success());
     EXPECT_EQ(read_all(path), "");
-}
-
-TEST_F(FileWriteTest, BinaryKeepsEveryByteAndZeroLengthEmptiesTheFile) {
-    const std::string path = tree.file("binary", "old");
     const char data[] = {'a', '\0', '\r', '\n', '\xff'};
     ASSERT_TRUE(FileUtils::writeBinaryFile(path, data, sizeof data).is_success());
     EXPECT_EQ(read_all(path), std::string(data, sizeof data));
+    std::string bytes(10000, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
+    std::vector<char> back;
+    EXPECT_EQ(FileUtils::readBinaryFile(back, tree.file("bytes", bytes)).status, STATUS_SUCCESS);
+    EXPECT_EQ(std::string(back.begin(), back.end()), bytes);
+    EXPECT_EQ(FileUtils::readBinaryFile(back, tree.file("empty")).status, STATUS_SUCCESS);
+    EXPECT_TRUE(back.empty());
     ASSERT_TRUE(FileUtils::writeBinaryFile(path, nullptr, 0).is_success());
     EXPECT_EQ(read_all(path), "");
 }
 
-namespace {
-
-class FileReadTest : public testing::Test {
-  protected:
-    TempTree tree;
-};
-
-}  // namespace
-
-TEST_F(FileReadTest, TextFileIsCutIntoLinesWithoutTheirEnds) {
+// readTextFile cuts lines without their ends; readOneLine gives the first
+// line with text, trimmed (control bytes and bytes above 0x7e included). A
+// line above the limit (about 10 MB) ends the reading with success.
+TEST(FileReadTest, TextFileLinesAndFirstLineWithText) {
+    const std::string line(1000000, 'y'), huge(10000000, 'x');
     const struct {
         std::string content;
-        std::vector<std::string> lines;
+        Lines lines;
+        std::string first;
     } cases[] = {
-        {"", {}},
-        {"a\r\n\r\nb\n", {"a", "", "b"}},
-        {"no final line feed", {"no final line feed"}},
-        {"a\n\n", {"a", ""}},
-        {"\n", {""}},
-        {"a\rb\n", {"a\rb"}},  // a carriage return inside a line is a plain byte
-        {std::string("ab\0cd\nnext\n", 11), {"abnext"}},  // see the line reader
-        {"trailing blanks  \n", {"trailing blanks  "}},
+        {"", {}, ""},
+        {"a\r\n\r\nb\n", {"a", "", "b"}, "a"},
+        {"no final line feed", {"no final line feed"}, "no final line feed"},
+        {"\n\n", {"", ""}, ""},
+        {"a\rb\n", {"a\rb"}, "a\rb"},  // a carriage return inside a line is a plain byte
+        {std::string("ab\0cd\nnext\n", 11), {"abnext"}, "abnext"},  // see the line reader
+        {"\n   name  \nsecond\n", {"", "   name  ", "second"}, "name"},
+        {"\t\x7f value \xff\x80\r\n", {"\t\x7f value \xff\x80"}, "value"},
+        {line + "\nafter\n", {line, "after"}, line},
+        {"first\n" + huge + "\nafter\n", {"first"}, "first"},
     };
+    TempTree tree;
     for (const auto& c : cases) {
-        const std::string path = tree.file("text", c.content);
-        std::vector<std::string> vector_out = {"stale"};
-        EXPECT_EQ(FileUtils::readTextFile(vector_out, path).status, STATUS_SUCCESS);
-        EXPECT_EQ(vector_out, c.lines) << testing::PrintToString(c.content);
-        StringVector list_out;
-        list_out.append("stale");
-        EXPECT_EQ(FileUtils::readTextFile(list_out, path).status, STATUS_SUCCESS);
-        ASSERT_EQ(list_out.size(), static_cast<int>(c.lines.size()));
-        for (int i = 0; i < list_out.size(); ++i) EXPECT_EQ(list_out.fetch(i), c.lines[i]);
+        const std::string path = tree.file("text", c.content),
+                          name = testing::PrintToString(c.content.substr(0, 30));
+        Lines lines = {"stale"};
+        EXPECT_EQ(FileUtils::readTextFile(lines, path).status, STATUS_SUCCESS);
+        EXPECT_EQ(lines, c.lines) << name;
+        StringVector list;
+        list.append("stale");
+        EXPECT_EQ(FileUtils::readTextFile(list, path).status, STATUS_SUCCESS);
+        ASSERT_EQ(list.size(), static_cast<int>(c.lines.size())) << name;
+        for (int i = 0; i < list.size(); ++i) EXPECT_EQ(list.fetch(i), c.lines[i]) << name;
+        std::string first = "stale";
+        EXPECT_EQ(FileUtils::readOneLine(first, path).status, STATUS_SUCCESS);
+        EXPECT_EQ(first, c.first) << name;
     }
 }
 
-TEST_F(FileReadTest, TextFileFailuresClearTheResult) {
-    std::vector<std::string> out = {"stale"};
-    EXPECT_EQ(FileUtils::readTextFile(out, "").status, STATUS_INVALID_ARGUMENT);
-    EXPECT_TRUE(out.empty());
-    out = {"stale"};
-    EXPECT_EQ(FileUtils::readTextFile(out, tree.path("missing")).status, STATUS_OPEN_FAILED);
-    EXPECT_TRUE(out.empty());
+TEST(FileReadTest, StatusOfEachReadFailure) {
+    TempTree tree;
+    const std::string missing = tree.path("missing");
+    Lines lines = {"stale"};
+    EXPECT_EQ(FileUtils::readTextFile(lines, "").status, STATUS_INVALID_ARGUMENT);
+    EXPECT_TRUE(lines.empty());
+    lines = {"stale"};
+    EXPECT_EQ(FileUtils::readTextFile(lines, missing).status, STATUS_OPEN_FAILED);
+    EXPECT_TRUE(lines.empty());
     StringVector list;
     list.append("stale");
-    EXPECT_EQ(FileUtils::readTextFile(list, tree.path("missing")).status, STATUS_OPEN_FAILED);
+    EXPECT_EQ(FileUtils::readTextFile(list, missing).status, STATUS_OPEN_FAILED);
     EXPECT_EQ(list.size(), 0);
-}
-
-TEST_F(FileReadTest, LineAboveTheLimitEndsTheReadingWithSuccess) {
-    std::string content = "first\n";
-    content.append(10000000, 'x');
-    content += "\nafter\n";
-    const std::string path = tree.file("huge", content);
-    std::vector<std::string> out;
-    EXPECT_EQ(FileUtils::readTextFile(out, path).status, STATUS_SUCCESS);
-    EXPECT_EQ(out, std::vector<std::string>{"first"});
-}
-
-TEST_F(FileReadTest, LongLineBelowTheLimitIsReadWhole) {
-    const std::string line(1000000, 'y');
-    const std::string path = tree.file("long", line + "\nafter\n");
-    std::vector<std::string> out;
-    EXPECT_EQ(FileUtils::readTextFile(out, path).status, STATUS_SUCCESS);
-    ASSERT_EQ(out.size(), 2u);
-    EXPECT_EQ(out[0], line);
-    EXPECT_EQ(out[1], "after");
-}
-
-TEST_F(FileReadTest, OneLineIsTheFirstWithTextTrimmed) {
-    const struct {
-        std::string content;
-        std::string line;
-    } cases[] = {
-        {"\n   name  \nsecond\n", "name"},
-        {"\n \t\n\r\n", ""},
-        {"", ""},
-        {"\t\x7f value \xff\x80\r\n", "value"},
-        {"last without end", "last without end"},
-    };
-    for (const auto& c : cases) {
-        const std::string path = tree.file("one", c.content);
-        std::string out = "stale";
-        EXPECT_EQ(FileUtils::readOneLine(out, path).status, STATUS_SUCCESS);
-        EXPECT_EQ(out, c.line) << testing::PrintToString(c.content);
+    // A missing file has no first line, which is no failure.
+    std::string line = "stale";
+    EXPECT_EQ(FileUtils::readOneLine(line, missing).status, STATUS_SUCCESS);
+    EXPECT_EQ(line, "");
+    line = "stale";
+    EXPECT_EQ(FileUtils::readOneLine(line, "").status, STATUS_INVALID_ARGUMENT);
+    EXPECT_EQ(line, "");
+    std::vector<char> bytes = {'k'};
+    EXPECT_EQ(FileUtils::readBinaryFile(bytes, "").status, STATUS_INVALID_ARGUMENT);
+    EXPECT_EQ(FileUtils::readBinaryFile(bytes, missing).status, STATUS_STAT_FAILED);
+    EXPECT_EQ(bytes, std::vector<char>{'k'});
+    // A directory has a size but cannot be read.
+    const long dir_size = FileUtils::getFileSize(tree.root());
+    if (dir_size > 0) {
+        EXPECT_EQ(FileUtils::readBinaryFile(bytes, tree.root()).status, STATUS_READ_FAILED);
+        EXPECT_EQ(static_cast<long>(bytes.size()), dir_size);
     }
 }
 
-TEST_F(FileReadTest, OneLineOfAMissingFileIsAnEmptySuccess) {
-    std::string out = "stale";
-    EXPECT_EQ(FileUtils::readOneLine(out, tree.path("missing")).status, STATUS_SUCCESS);
-    EXPECT_EQ(out, "");
-    out = "stale";
-    EXPECT_EQ(FileUtils::readOneLine(out, "").status, STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(out, "");
-}
-
-TEST_F(FileReadTest, UnreadableFilesFailToOpen) {
+TEST(FileReadTest, UnreadableFilesFailToOpen) {
+    TempTree tree;
     const std::string locked = tree.file("locked", "secret\n");
     chmod(locked.c_str(), 0);
     tree.open_to_all();
@@ -196,7 +195,7 @@ TEST_F(FileReadTest, UnreadableFilesFailToOpen) {
         std::string line = "stale";
         CHILD_CHECK(FileUtils::readOneLine(line, locked).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(line.empty());
-        std::vector<std::string> lines;
+        Lines lines;
         CHILD_CHECK(FileUtils::readTextFile(lines, locked).status == STATUS_OPEN_FAILED);
         std::vector<char> bytes = {'k'};
         CHILD_CHECK(FileUtils::readBinaryFile(bytes, locked).status == STATUS_OPEN_FAILED);
@@ -206,33 +205,9 @@ TEST_F(FileReadTest, UnreadableFilesFailToOpen) {
     });
 }
 
-TEST_F(FileReadTest, BinaryFileIsReadWhole) {
-    std::string content(10000, '\0');
-    for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<char>(i * 7);
-    const std::string path = tree.file("bytes", content);
-    std::vector<char> out;
-    EXPECT_EQ(FileUtils::readBinaryFile(out, path).status, STATUS_SUCCESS);
-    EXPECT_EQ(std::string(out.begin(), out.end()), content);
-}
-
-TEST_F(FileReadTest, BinaryFileStatusOfEachFailure) {
-    std::vector<char> out = {'k'};
-    EXPECT_EQ(FileUtils::readBinaryFile(out, "").status, STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(FileUtils::readBinaryFile(out, tree.path("missing")).status, STATUS_STAT_FAILED);
-    EXPECT_EQ(out, std::vector<char>{'k'});
-    EXPECT_EQ(FileUtils::readBinaryFile(out, tree.file("empty")).status, STATUS_SUCCESS);
-    EXPECT_TRUE(out.empty());
-    // A directory has a size but cannot be read.
-    const long dir_size = FileUtils::getFileSize(tree.root());
-    if (dir_size > 0) {
-        EXPECT_EQ(FileUtils::readBinaryFile(out, tree.root()).status, STATUS_READ_FAILED);
-        EXPECT_EQ(static_cast<long>(out.size()), dir_size);
-    }
-}
-
 // Files of sysfs report a size of 4096 and deliver less: the same as a file
-// that shrinks while it is read.
-TEST_F(FileReadTest, BinaryFileThatEndsBeforeItsSizeGivesWhatWasRead) {
+// that shrinks while it is read or copied.
+TEST(FileReadTest, FileThatEndsBeforeItsSizeIsAReadFailureWithWhatWasRead) {
     const char* shrinking = "/sys/devices/system/cpu/online";
     const std::string content = read_all(shrinking);
     if (content.empty() || FileUtils::getFileSize(shrinking) <= static_cast<long>(content.size())) {
@@ -241,19 +216,25 @@ TEST_F(FileReadTest, BinaryFileThatEndsBeforeItsSizeGivesWhatWasRead) {
     std::vector<char> out;
     EXPECT_EQ(FileUtils::readBinaryFile(out, shrinking).status, STATUS_READ_FAILED);
     EXPECT_EQ(std::string(out.begin(), out.end()), content);
+    TempTree tree;
+    const CommandResult copied = FileUtils::copyFile(shrinking, tree.path("dest"), true);
+    EXPECT_EQ(copied.status, STATUS_READ_FAILED);
+    EXPECT_EQ(copied.subject, shrinking);
+    EXPECT_EQ(copied.operation, "copyFile");
+    EXPECT_EQ(read_all(tree.path("dest")), content);
 }
 
-TEST_F(FileReadTest, DiffFileComparesContent) {
-    const std::string block(1024, 'b');
-    std::string changed = block;
+TEST(FileReadTest, DiffFileComparesContent) {
+    TempTree tree;
+    std::string changed(1024, 'b');
     changed[700] = 'c';
-    const std::string big(3000, 'z');
-    const std::string a = tree.file("a", block), same = tree.file("same", block);
-    const std::string other = tree.file("other", changed);
-    const std::string shorter = tree.file("shorter", block.substr(1));
-    const std::string big_a = tree.file("big_a", big), big_b = tree.file("big_b", big);
-    const std::string e1 = tree.file("e1"), e2 = tree.file("e2");
-    const std::string missing = tree.path("missing");
+    const std::string a = tree.file("a", std::string(1024, 'b')),
+                      same = tree.file("s", read_all(a));
+    const std::string other = tree.file("other", changed),
+                      shorter = tree.file("short", read_all(a).substr(1));
+    const std::string big_a = tree.file("big_a", std::string(3000, 'z')),
+                      big_b = tree.file("big_b", read_all(big_a));
+    const std::string e1 = tree.file("e1"), e2 = tree.file("e2"), missing = tree.path("missing");
     const std::string dir_a = tree.dir("dir_a"), dir_b = tree.dir("dir_b");
     const struct {
         const std::string &left, &right;

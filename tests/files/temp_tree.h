@@ -20,57 +20,9 @@
 
 namespace files_test {
 
-// A fresh directory from mkdtemp under $TMPDIR or /tmp; the destructor
-// removes it and all below it without following links.
-class TempTree {
-  public:
-    TempTree() {
-        const char* base = getenv("TMPDIR");
-        std::string pattern =
-            std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/qorfiles.XXXXXX";
-        if (mkdtemp(&pattern[0]) == nullptr) ADD_FAILURE() << "mkdtemp failed";
-        root_ = pattern;
-    }
-    ~TempTree() {
-        std::error_code ignored;
-        // Directories left without permissions by a test must still go.
-        for (auto it = std::filesystem::recursive_directory_iterator(root_, ignored);
-             it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
-            if (it->is_directory(ignored) && !it->is_symlink(ignored)) {
-                chmod(it->path().c_str(), 0700);
-            }
-        }
-        std::filesystem::remove_all(root_, ignored);
-    }
-    TempTree(const TempTree&) = delete;
-    TempTree& operator=(const TempTree&) = delete;
-
-    const std::string& root() const { return root_; }
-    // Lets a child that left root (see run_unprivileged) into the tree.
-    void open_to_all() const { chmod(root_.c_str(), 0777); }
-    std::string path(const std::string& name) const { return root_ + "/" + name; }
-
-    // Writes `content` to the file `name` and returns its path.
-    std::string file(const std::string& name, const std::string& content = "") const {
-        const std::string where = path(name);
-        std::ofstream(where, std::ios::binary) << content;
-        return where;
-    }
-    std::string dir(const std::string& name) const {
-        const std::string where = path(name);
-        mkdir(where.c_str(), 0755);
-        return where;
-    }
-    // A symbolic link `name` whose text is `target`, unchanged.
-    std::string link(const std::string& target, const std::string& name) const {
-        const std::string where = path(name);
-        EXPECT_EQ(symlink(target.c_str(), where.c_str()), 0) << where;
-        return where;
-    }
-
-  private:
-    std::string root_;
-};
+inline void write_text(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
 
 inline std::string read_all(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -89,6 +41,52 @@ inline mode_t permissions(const std::string& path) {
     return stat(path.c_str(), &info) == 0 ? (info.st_mode & 07777) : 0;
 }
 
+// A fresh directory from mkdtemp under $TMPDIR or /tmp; the destructor
+// removes it and all below it without following links.
+class TempTree {
+  public:
+    TempTree() {
+        const char* base = getenv("TMPDIR");
+        root_ =
+            std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/qorfiles.XXXXXX";
+        if (mkdtemp(&root_[0]) == nullptr) ADD_FAILURE() << "mkdtemp failed";
+    }
+    ~TempTree() {
+        std::error_code ignored;
+        // Directories left without permissions by a test must still go.
+        for (auto it = std::filesystem::recursive_directory_iterator(root_, ignored);
+             it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
+            if (it->is_directory(ignored) && !it->is_symlink(ignored))
+                chmod(it->path().c_str(), 0700);
+        }
+        std::filesystem::remove_all(root_, ignored);
+    }
+    TempTree(const TempTree&) = delete;
+    TempTree& operator=(const TempTree&) = delete;
+
+    const std::string& root() const { return root_; }
+    // Lets a child that left root (see run_unprivileged) into the tree.
+    void open_to_all() const { chmod(root_.c_str(), 0777); }
+    std::string path(const std::string& name) const { return root_ + "/" + name; }
+    // Each maker returns the path of what it made below the root.
+    std::string file(const std::string& name, const std::string& content = "") const {
+        write_text(path(name), content);
+        return path(name);
+    }
+    std::string dir(const std::string& name) const {
+        mkdir(path(name).c_str(), 0755);
+        return path(name);
+    }
+    // A symbolic link `name` whose text is `target`, unchanged.
+    std::string link(const std::string& target, const std::string& name) const {
+        EXPECT_EQ(symlink(target.c_str(), path(name).c_str()), 0) << name;
+        return path(name);
+    }
+
+  private:
+    std::string root_;
+};
+
 // Runs `body` in a forked child and returns its exit status: 0 when body
 // returned true. Failures of gtest assertions in the child do not reach the
 // parent, so the body reports through its result.
@@ -102,8 +100,7 @@ inline int run_in_child(const std::function<bool()>& body) {
 }
 
 // Permission checks do not fail for root, so a root test process drops to
-// the user "nobody" in a child; an ordinary user runs the body as it is.
-// Returns false (after a skip message) where neither works.
+// the user "nobody" in a child; exit status 77 where that fails.
 inline int run_unprivileged(const std::function<bool()>& body) {
     return run_in_child([&] {
         if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(77);
@@ -111,9 +108,9 @@ inline int run_unprivileged(const std::function<bool()>& body) {
     });
 }
 
-// The temporary and lock directories of the test process. They are read
-// from QOR_TMP_DIR and QOR_LOCK_DIR once per process, so the environment set
-// in SetUp() must be in place before the first use.
+// The temporary and lock directories of the whole test program (registered
+// once, in tempfiles_test.cc). The library reads QOR_TMP_DIR and QOR_LOCK_DIR
+// once per process, so they are set before the first test runs.
 class TestDirectories : public testing::Environment {
   public:
     void SetUp() override {
@@ -126,10 +123,7 @@ class TestDirectories : public testing::Environment {
         FileUtils::tempdir_path(ignored);
         FileUtils::lockdir_path(ignored);
     }
-    void TearDown() override {
-        delete tree_;
-        tree_ = nullptr;
-    }
+    void TearDown() override { delete tree_; }
     // Both are made by the library at first use; neither ends in "/".
     static std::string tmp_dir() { return tree_->path("tmp"); }
     static std::string lock_dir() { return tree_->path("locks"); }
@@ -149,7 +143,7 @@ class TestDirectories : public testing::Environment {
         }                                                                            \
     } while (0)
 
-// Skips a test whose body needs permission checks when the child could not
+// Runs a child body unprivileged; skips the test where the child could not
 // leave root.
 #define EXPECT_UNPRIVILEGED(body)                                                               \
     do {                                                                                        \

@@ -3,10 +3,8 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <string>
 #include <thread>
 
 #include "qorbasic/threads.h"
@@ -14,197 +12,108 @@
 
 namespace {
 
-// Counts its tests and becomes true at the given call (0: never).
-class CountingPredicate : public Predicate0 {
-  public:
-    explicit CountingPredicate(int true_from_call) : true_from_call_(true_from_call) {}
+// Counts its tests; true from call `true_from` on (0: never) or once `flag` is set.
+struct CountingPredicate : Predicate0 {
+    explicit CountingPredicate(int from, const std::atomic<bool>* set = nullptr)
+        : true_from(from), flag(set) {}
     bool predicate0() const override {
         ++calls;
-        return true_from_call_ > 0 && calls >= true_from_call_;
+        return (true_from > 0 && calls >= true_from) || (flag != nullptr && flag->load());
     }
+    int true_from;
+    const std::atomic<bool>* flag;
     mutable int calls = 0;
-
-  private:
-    int true_from_call_;
 };
 
-class FlagPredicate : public Predicate0 {
-  public:
-    explicit FlagPredicate(const std::atomic<bool>& flag) : flag_(flag) {}
-    bool predicate0() const override { return flag_.load(); }
-
-  private:
-    const std::atomic<bool>& flag_;
-};
-
-void ignore_signal(int) {}
-
-// Sends SIGALRM to the process after `usec`, with a handler that lets
-// interrupted calls fail with EINTR instead of restarting them.
-void alarm_after(long usec) {
+// The time that `sleep` takes with SIGALRM due after `usec` (0: none), under a
+// handler that lets interrupted calls fail with EINTR.
+long timed(long usec, void (*sleep)()) {
     struct sigaction action = {};
-    action.sa_handler = ignore_signal;
+    action.sa_handler = [](int) {};
     sigaction(SIGALRM, &action, nullptr);
-    struct itimerval timer = {};
-    timer.it_value.tv_usec = usec;
+    struct itimerval timer = {{0, 0}, {0, usec}};
     setitimer(ITIMER_REAL, &timer, nullptr);
+    const long start = current_time_usec1970();
+    sleep();
+    return current_time_usec1970() - start;
 }
 
 }  // namespace
 
-TEST(ThreadNapTest, ZeroAndNegativeReturnAtOnce) {
-    const long start = current_time_usec1970();
-    thread_nap(0);
-    thread_nap(-1);
-    thread_nap(-5000000);
-    EXPECT_LT(current_time_usec1970() - start, 1000000);
+// A nap ends early on a signal; a sleep goes on until its target time.
+TEST(ThreadSleepTest, NapEndsOnASignalSleepDoesNotAndNonPositiveTimesReturnAtOnce) {
+    EXPECT_LT(timed(20000, [] { thread_nap(3000000); }), 2500000);
+    EXPECT_GE(timed(10000, [] { thread_sleep(60000); }), 60000 - 5);
+    EXPECT_GE(timed(0, [] { thread_nap(20000); }), 20000);
+    EXPECT_LT(timed(0,
+                    [] {
+                        for (long usec : {0L, -1L, -5000000L}) thread_nap(usec);
+                        for (long usec : {-10L, 0L, 1L, 3L, 4L}) thread_sleep(usec);
+                    }),
+              1000000);
 }
 
-TEST(ThreadNapTest, SleepsAtLeastTheTimeAsked) {
-    const long start = current_time_usec1970();
-    thread_nap(20000);
-    EXPECT_GE(current_time_usec1970() - start, 20000);
-}
-
-TEST(ThreadNapTest, SignalEndsTheNapEarly) {
-    alarm_after(20000);
-    const long start = current_time_usec1970();
-    thread_nap(3000000);
-    EXPECT_LT(current_time_usec1970() - start, 2500000);
-    signal(SIGALRM, SIG_DFL);
-}
-
-TEST(ThreadSleepTest, SleepsOnAfterASignalUntilTheTarget) {
-    alarm_after(10000);
-    const long start = current_time_usec1970();
-    thread_sleep(60000);
-    EXPECT_GE(current_time_usec1970() - start, 60000 - 5);
-    signal(SIGALRM, SIG_DFL);
-}
-
-TEST(ThreadSleepTest, TinyAndNegativeTimesReturnAtOnce) {
-    const long start = current_time_usec1970();
-    for (long usec : {-10L, 0L, 1L, 3L, 4L}) thread_sleep(usec);
-    EXPECT_LT(current_time_usec1970() - start, 1000000);
-}
-
-TEST(WaitUntilTest, TruePredicateWinsWhateverTheTimeout) {
+TEST(WaitUntilTest, EndsWhenThePredicateHoldsOrTheTimeoutPasses) {
     for (long timeout : {-1000000L, 0L, 5000000L}) {
         CountingPredicate already(1);
         EXPECT_TRUE(waitUntil(already, timeout)) << timeout;
         EXPECT_EQ(already.calls, 1) << timeout;
     }
-}
-
-TEST(WaitUntilTest, FalsePredicateTimesOutAfterFewTests) {
+    // The early test, then one pass per nap: at most one nap fits in 0 us.
     CountingPredicate never(0);
     EXPECT_FALSE(waitUntil(never, 0));
-    // The early test, then one pass per nap: at most one nap fits in 0 us.
-    EXPECT_GE(never.calls, 2);
-    EXPECT_LE(never.calls, 3);
-}
-
-TEST(WaitUntilTest, FalsePredicateWaitsAtLeastTheTimeout) {
-    CountingPredicate never(0);
-    const long start = current_time_usec1970();
-    EXPECT_FALSE(waitUntil(never, 50000));
-    EXPECT_GE(current_time_usec1970() - start, 50000);
-}
-
-TEST(WaitUntilTest, PredicateThatBecomesTrueEndsTheWait) {
-    CountingPredicate third(3);
-    EXPECT_TRUE(waitUntil(third, 10000000));
-    EXPECT_EQ(third.calls, 3);
-}
-
-TEST(WaitUntilTest, SeesAFlagSetByAnotherThread) {
+    EXPECT_TRUE(never.calls == 2 || never.calls == 3) << never.calls;
+    EXPECT_GE(timed(0, [] { EXPECT_FALSE(waitUntil(CountingPredicate(0), 50000)); }), 50000);
     std::atomic<bool> flag(false);
     std::thread setter([&] {
         thread_nap(30000);
         flag = true;
     });
-    EXPECT_TRUE(waitUntil(FlagPredicate(flag), 10000000));
+    EXPECT_TRUE(waitUntil(CountingPredicate(0, &flag), 10000000));
     setter.join();
 }
 
-TEST(ThreadNameTest, NamesTheCallingThreadOnly) {
-    std::string main_name;
+// Null, "" and names above 15 characters are refused by the system, so the
+// thread keeps the name it had; other threads keep theirs.
+TEST(ThreadNameTest, NamesTheCallingThreadOnlyAndKeepsItForRefusedNames) {
+    std::string main_name, after, names[4];
     thread_getname(main_name);
-    std::string seen;
     std::thread worker([&] {
-        thread_setname("worker-7");
-        thread_getname(seen);
+        const char* tries[] = {nullptr, "", "exactly-15-char", "sixteen-chars-xx"};
+        thread_setname("before");
+        for (int i = 0; i < 4; ++i) {
+            thread_setname(tries[i]);
+            thread_getname(names[i]);
+        }
     });
     worker.join();
-    EXPECT_EQ(seen, "worker-7");
-    std::string after;
+    EXPECT_THAT(names,
+                testing::ElementsAre("before", "before", "exactly-15-char", "exactly-15-char"));
     thread_getname(after);
     EXPECT_EQ(after, main_name);
 }
 
-// "<anonymous thread>" and other names above 15 characters are refused by
-// the system, so the thread keeps the name it had.
-TEST(ThreadNameTest, NamesAboveTheLimitKeepTheOldName) {
-    std::string names[4];
-    std::thread worker([&] {
-        thread_setname("before");
-        thread_setname(nullptr);
-        thread_getname(names[0]);
-        thread_setname("");
-        thread_getname(names[1]);
-        thread_setname("exactly-15-char");
-        thread_getname(names[2]);
-        thread_setname("sixteen-chars-xx");
-        thread_getname(names[3]);
-    });
-    worker.join();
-    EXPECT_EQ(names[0], "before");
-    EXPECT_EQ(names[1], "before");
-    EXPECT_EQ(names[2], "exactly-15-char");
-    EXPECT_EQ(names[3], "exactly-15-char");
-}
-
-TEST(ExitCodeTest, RecordsShareTheValueAndSitSideBySide) {
-    const qor_exitcode_impl* const codes[] = {EXIT_PROCESS_NORMAL, EXIT_PROCESS_SHUTDOWN,
-                                              EXIT_PROCESS_USAGE, EXIT_PROCESS_INIT,
-                                              EXIT_PROCESS_ERROR};
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(codes[i]->value, 6789);
-        EXPECT_EQ(codes[i], EXIT_PROCESS_NORMAL + i);
-    }
-    EXPECT_EQ(sizeof(qor_exitcode_impl), 2u);
-}
-
-namespace {
-
-void say_from_atexit() {
-    fprintf(stderr, "exit handler ran\n");
-}
-
-[[noreturn]] void exit_with_handler(const qor_exitcode_impl* code) {
-    atexit(say_from_atexit);
-    exit_process(code);
-}
-
-}  // namespace
-
+// The five records share one value and sit side by side in an array. A record that is
+// none of them, or null, counts as an error.
 TEST(ExitProcessDeathTest, EndsWithZeroOrOneHundredOneAndRunsNoHandlers) {
-    const struct {
-        const qor_exitcode_impl* code;
-        int status;
-    } cases[] = {{EXIT_PROCESS_NORMAL, 0},
-                 {EXIT_PROCESS_SHUTDOWN, 0},
-                 {EXIT_PROCESS_USAGE, 0},
-                 {EXIT_PROCESS_INIT, 101},
-                 {EXIT_PROCESS_ERROR, 101}};
-    for (const auto& c : cases) {
-        EXPECT_EXIT(exit_with_handler(c.code), testing::ExitedWithCode(c.status),
-                    testing::Not(testing::HasSubstr("exit handler ran")));
-    }
-}
-
-TEST(ExitProcessDeathTest, UnknownRecordCountsAsError) {
     static const qor_exitcode_impl foreign = {6789};
-    EXPECT_EXIT(exit_process(&foreign), testing::ExitedWithCode(101), "");
-    EXPECT_EXIT(exit_process(nullptr), testing::ExitedWithCode(101), "");
+    const qor_exitcode_impl* const codes[] = {EXIT_PROCESS_NORMAL,
+                                              EXIT_PROCESS_SHUTDOWN,
+                                              EXIT_PROCESS_USAGE,
+                                              EXIT_PROCESS_INIT,
+                                              EXIT_PROCESS_ERROR,
+                                              &foreign,
+                                              nullptr};
+    const int statuses[] = {0, 0, 0, 101, 101, 101, 101};
+    for (int i = 0; i < 7; ++i) {
+        const qor_exitcode_impl* code = codes[i];
+        EXPECT_TRUE(i >= 5 || (code == EXIT_PROCESS_NORMAL + i && code->value == 6789)) << i;
+        EXPECT_EXIT(
+            {
+                atexit([] { fprintf(stderr, "exit handler ran\n"); });
+                exit_process(code);
+            },
+            testing::ExitedWithCode(statuses[i]),
+            testing::Not(testing::HasSubstr("exit handler ran")));
+    }
 }
