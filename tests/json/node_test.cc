@@ -51,19 +51,6 @@ TEST(JsonWriter, EscapesExactlyTheTableBytesAndNothingElse) {
     }
 }
 
-TEST(JsonWriter, WritesScalarsAsTheirText) {
-    EXPECT_EQ(JsonNum("007").toString(), "007");
-    EXPECT_EQ(JsonNum("abc").toString(), "abc");
-    EXPECT_EQ(JsonNum(-12L).toString(), "-12");
-    EXPECT_EQ(JsonBool(true).toString(), "true");
-    EXPECT_EQ(JsonBool(false).toString(), "false");
-    EXPECT_EQ(JsonNull().toString(), "null");
-    EXPECT_EQ(JsonString(12).toString(), "\"12\"");
-    EXPECT_EQ(written(JsonNum("1E+5")), "1E+5");
-    EXPECT_EQ(written(JsonNull()), "null");
-    EXPECT_EQ(written(JsonBool(false)), "false");
-}
-
 TEST(JsonWriter, WritesNestedContainersCompactInKeyOrder) {
     JsonHash hash;
     JsonArray* list = new JsonArray;
@@ -77,47 +64,38 @@ TEST(JsonWriter, WritesNestedContainersCompactInKeyOrder) {
     EXPECT_EQ(written(*list), R"([1,true,null,"x\ny"])");
 }
 
-TEST(JsonScalars, TypesTruthinessAndValues) {
-    JsonString s("");
-    JsonString digits(12);
-    JsonNum zero("0");
-    JsonBool no(false), yes(true);
-    JsonNull null;
-    EXPECT_EQ(s.getType(), JSON_STRING);
-    EXPECT_EQ(digits.getType(), JSON_STRING);
-    EXPECT_EQ(digits.getStr(), "12");
-    EXPECT_EQ(zero.getType(), JSON_NUM);
-    EXPECT_EQ(no.getType(), JSON_BOOL);
-    EXPECT_EQ(null.getType(), JSON_NULL);
-    EXPECT_TRUE(s.isTruthy());
-    EXPECT_TRUE(zero.isTruthy());
-    EXPECT_TRUE(yes.isTruthy());
-    EXPECT_FALSE(no.isTruthy());
-    EXPECT_FALSE(null.isTruthy());
-    EXPECT_TRUE(null.isNull());
-    EXPECT_FALSE(zero.isNull());
-    EXPECT_EQ(no.getValue(), "false");
-    EXPECT_EQ(yes.getValue(), "true");
-    EXPECT_EQ(null.getValue(), "null");
-    EXPECT_EQ(zero.getValue(), "0");
-}
-
-TEST(JsonScalars, BaseDefaultsAnswerForEveryKindOfNode) {
-    JsonString s("text");
-    const JsonNode& node = s;
-    EXPECT_EQ(node.get("x"), nullptr);
-    EXPECT_EQ(s.take("x"), nullptr);
-    EXPECT_EQ(s.takeHash("x"), nullptr);
-    EXPECT_EQ(&node.getStringValue("x"), &JsonUtil::EMPTY_STRING);
-    EXPECT_FALSE(node.getBoolValue("x"));
-    EXPECT_EQ(node.getIntValue("x"), 0) << "-1 belongs to JsonHash only";
-    EXPECT_EQ(node.getLongValue("x"), 0);
-    EXPECT_EQ(node.getArrayValue("x"), nullptr);
-    EXPECT_EQ(node.getObjectValue("x"), nullptr);
-    EXPECT_EQ(node.getValue("x"), "");
-    EXPECT_TRUE(node.query([](const std::string&) { return true; }).empty());
-    EXPECT_EQ(node.parseNode(), nullptr);
-    EXPECT_FALSE(node.isRaw());
+TEST(JsonScalars, EachKindHasItsTypeTruthinessTextAndEqualClones) {
+    struct Case {
+        std::shared_ptr<JsonNode> node;
+        JsonType type;
+        bool truthy;
+        std::string value;  // getValue
+        std::string text;   // toString and serialize
+    };
+    const Case cases[] = {
+        {std::make_shared<JsonString>(""), JSON_STRING, true, "", "\"\""},
+        {std::make_shared<JsonString>(12), JSON_STRING, true, "12", "\"12\""},
+        {std::make_shared<JsonNum>("0"), JSON_NUM, true, "0", "0"},
+        {std::make_shared<JsonNum>("007"), JSON_NUM, true, "007", "007"},
+        {std::make_shared<JsonNum>("1.50"), JSON_NUM, true, "1.50", "1.50"},
+        {std::make_shared<JsonNum>("1E+5"), JSON_NUM, true, "1E+5", "1E+5"},
+        {std::make_shared<JsonNum>("x y"), JSON_NUM, true, "x y", "x y"},
+        {std::make_shared<JsonNum>(-12L), JSON_NUM, true, "-12", "-12"},
+        {std::make_shared<JsonBool>(true), JSON_BOOL, true, "true", "true"},
+        {std::make_shared<JsonBool>(false), JSON_BOOL, false, "false", "false"},
+        {std::make_shared<JsonNull>(), JSON_NULL, false, "null", "null"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(c.node->getType(), c.type) << c.text;
+        EXPECT_EQ(c.node->isTruthy(), c.truthy) << c.text;
+        EXPECT_EQ(c.node->isNull(), c.type == JSON_NULL) << c.text;
+        EXPECT_EQ(c.node->getValue(), c.value);
+        EXPECT_EQ(c.node->toString(), c.text);
+        EXPECT_EQ(written(*c.node), c.text);
+        std::unique_ptr<JsonNode> copy(c.node->clone());
+        EXPECT_NE(copy.get(), c.node.get());
+        EXPECT_EQ(*copy, *c.node) << c.text;
+    }
 }
 
 TEST(JsonScalars, EqualityComparesTypeAndText) {
@@ -136,35 +114,27 @@ TEST(JsonScalars, EqualityComparesTypeAndText) {
     EXPECT_NE(JsonString("x"), RawJson("x"));
 }
 
-TEST(JsonNum, AssignmentsRenderEachIntegerTypeAsDigits) {
+template <class T>
+std::string assigned(T value) {
     JsonNum n("0");
-    n = static_cast<signed char>(65);
-    EXPECT_EQ(n.getValue(), "65");
-    n = static_cast<signed char>(-1);
-    EXPECT_EQ(n.getValue(), "-1");
-    n = static_cast<unsigned char>(200);
-    EXPECT_EQ(n.getValue(), "200");
-    n = static_cast<short>(-300);
-    EXPECT_EQ(n.getValue(), "-300");
-    n = static_cast<unsigned short>(65535);
-    EXPECT_EQ(n.getValue(), "65535");
-    n = -5;
-    EXPECT_EQ(n.getValue(), "-5");
-    n = 4000000000u;
-    EXPECT_EQ(n.getValue(), "4000000000");
-    n = LONG_MIN;
-    EXPECT_EQ(n.getValue(), "-9223372036854775808");
-    n = ULONG_MAX;
-    EXPECT_EQ(n.getValue(), "18446744073709551615");
-    n = -7LL;
-    EXPECT_EQ(n.getValue(), "-7");
-    n = 7ULL;
-    EXPECT_EQ(n.getValue(), "7");
-    n.set(std::string("x y"));
-    EXPECT_EQ(n.toString(), "x y");
-    JsonNum other("42");
-    n = other;
-    EXPECT_EQ(n.getValue(), "42");
+    n = value;
+    return n.getValue();
+}
+
+TEST(JsonNum, AssignmentsRenderEachIntegerTypeAsDigits) {
+    EXPECT_EQ(assigned(static_cast<signed char>(65)), "65");
+    EXPECT_EQ(assigned(static_cast<signed char>(-1)), "-1");
+    EXPECT_EQ(assigned(static_cast<unsigned char>(200)), "200");
+    EXPECT_EQ(assigned(static_cast<short>(-300)), "-300");
+    EXPECT_EQ(assigned(static_cast<unsigned short>(65535)), "65535");
+    EXPECT_EQ(assigned(-5), "-5");
+    EXPECT_EQ(assigned(4000000000u), "4000000000");
+    EXPECT_EQ(assigned(LONG_MIN), "-9223372036854775808");
+    EXPECT_EQ(assigned(ULONG_MAX), "18446744073709551615");
+    EXPECT_EQ(assigned(-7LL), "-7");
+    EXPECT_EQ(assigned(7ULL), "7");
+    EXPECT_EQ(assigned(JsonNum("42")), "42");
+    JsonNum n("0");
     EXPECT_EQ(&(n = 3), static_cast<JsonNode*>(&n));
 }
 
@@ -245,24 +215,6 @@ TEST(JsonCasts, WrongTypeGivesNullAndRawIsLookedThrough) {
     JsonString s("abc");
     EXPECT_EQ(s.asString(), "abc");
     EXPECT_EQ(s.cast(static_cast<const JsonString*>(nullptr)), &s);
-}
-
-TEST(JsonScalars, CloneAndCopyGiveEqualIndependentNodes) {
-    const JsonNode* originals[] = {new JsonString("s"), new JsonNum("1.50"), new JsonBool(false),
-                                   new JsonNull};
-    for (const JsonNode* original : originals) {
-        std::unique_ptr<JsonNode> copy(original->clone());
-        EXPECT_NE(copy.get(), original);
-        EXPECT_EQ(*copy, *original);
-        EXPECT_EQ(copy->toString(), original->toString());
-        delete original;
-    }
-    JsonString a("a"), b("b");
-    a = b;
-    EXPECT_EQ(a.getStr(), "b");
-    JsonBool t(true), f(false);
-    t = f;
-    EXPECT_FALSE(t.value());
 }
 
 }  // namespace
