@@ -4,6 +4,7 @@
 #include <climits>
 #include <memory>
 #include <sstream>
+#include <tuple>
 #include <vector>
 
 #include "qorbasic/json.h"
@@ -51,36 +52,29 @@ TEST(JsonWriter, WritesNestedContainersCompactInKeyOrder) {
 }
 
 TEST(JsonScalars, EachKindHasItsTypeTruthinessTextAndEqualClones) {
-    struct Case {
-        std::shared_ptr<JsonNode> node;
-        JsonType type;
-        bool truthy;
-        std::string value;  // getValue
-        std::string text;   // toString and serialize
-    };
-    const Case cases[] = {
-        {std::make_shared<JsonString>(""), JSON_STRING, true, "", "\"\""},
-        {std::make_shared<JsonString>(12), JSON_STRING, true, "12", "\"12\""},
-        {std::make_shared<JsonNum>("0"), JSON_NUM, true, "0", "0"},
-        {std::make_shared<JsonNum>("007"), JSON_NUM, true, "007", "007"},
-        {std::make_shared<JsonNum>("1.50"), JSON_NUM, true, "1.50", "1.50"},
-        {std::make_shared<JsonNum>("1E+5"), JSON_NUM, true, "1E+5", "1E+5"},
-        {std::make_shared<JsonNum>("x y"), JSON_NUM, true, "x y", "x y"},
-        {std::make_shared<JsonNum>(-12L), JSON_NUM, true, "-12", "-12"},
-        {std::make_shared<JsonBool>(true), JSON_BOOL, true, "true", "true"},
-        {std::make_shared<JsonBool>(false), JSON_BOOL, false, "false", "false"},
-        {std::make_shared<JsonNull>(), JSON_NULL, false, "null", "null"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(c.node->getType(), c.type) << c.text;
-        EXPECT_EQ(c.node->isTruthy(), c.truthy) << c.text;
-        EXPECT_EQ(c.node->isNull(), c.type == JSON_NULL) << c.text;
-        EXPECT_EQ(c.node->getValue(), c.value);
-        EXPECT_EQ(c.node->toString(), c.text);
-        EXPECT_EQ(written(*c.node), c.text);
-        std::unique_ptr<JsonNode> copy(c.node->clone());
-        EXPECT_NE(copy.get(), c.node.get());
-        EXPECT_EQ(*copy, *c.node) << c.text;
+    // The node, getType, isTruthy, getValue, and toString which serialize writes too.
+    const std::tuple<std::shared_ptr<JsonNode>, JsonType, bool, std::string, std::string> cases[] =
+        {
+            {std::make_shared<JsonString>(""), JSON_STRING, true, "", "\"\""},
+            {std::make_shared<JsonString>(12), JSON_STRING, true, "12", "\"12\""},
+            {std::make_shared<JsonNum>("0"), JSON_NUM, true, "0", "0"},
+            {std::make_shared<JsonNum>("1.50"), JSON_NUM, true, "1.50", "1.50"},
+            {std::make_shared<JsonNum>("x y"), JSON_NUM, true, "x y", "x y"},
+            {std::make_shared<JsonNum>(-12L), JSON_NUM, true, "-12", "-12"},
+            {std::make_shared<JsonBool>(true), JSON_BOOL, true, "true", "true"},
+            {std::make_shared<JsonBool>(false), JSON_BOOL, false, "false", "false"},
+            {std::make_shared<JsonNull>(), JSON_NULL, false, "null", "null"},
+        };
+    for (const auto& [node, type, truthy, value, text] : cases) {
+        EXPECT_EQ(node->getType(), type) << text;
+        EXPECT_EQ(node->isTruthy(), truthy) << text;
+        EXPECT_EQ(node->isNull(), type == JSON_NULL) << text;
+        EXPECT_EQ(node->getValue(), value);
+        EXPECT_EQ(node->toString(), text);
+        EXPECT_EQ(written(*node), text);
+        std::unique_ptr<JsonNode> copy(node->clone());
+        EXPECT_NE(copy.get(), node.get());
+        EXPECT_EQ(*copy, *node) << text;
     }
 }
 
@@ -138,13 +132,8 @@ TEST(JsonNum, DoubleAssignmentKeepsSixSignificantDigits) {
 }
 
 TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
-    // A read that does not convert gives 0 and reports on standard error.
-    struct Case {
-        std::string text;
-        int intValue;
-        long longValue;
-    };
-    const Case cases[] = {
+    // The text, intValue and longValue; a read that does not convert gives 0 and reports.
+    const std::tuple<std::string, int, long> cases[] = {
         {"42", 42, 42},
         {"-7", -7, -7},
         {"  42", 42, 42},
@@ -157,22 +146,22 @@ TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
         {"3000000000", -1294967296, 3000000000L},
         {"99999999999999999999", 0, LONG_MAX},
     };
-    for (const Case& c : cases) {
-        JsonNum n(c.text);
+    for (const auto& [text, intValue, longValue] : cases) {
+        JsonNum n(text);
         testing::internal::CaptureStderr();
-        EXPECT_EQ(n.intValue(), c.intValue) << c.text;
+        EXPECT_EQ(n.intValue(), intValue) << text;
         std::string report = testing::internal::GetCapturedStderr();
-        if (c.intValue == 0) {
-            EXPECT_EQ(report.rfind("intValue failed: ", 0), 0u) << c.text << ": " << report;
+        if (intValue == 0) {
+            EXPECT_EQ(report.rfind("intValue failed: ", 0), 0u) << text << ": " << report;
             EXPECT_EQ(report.find('\n'), std::string::npos) << "no line end";
         } else {
-            EXPECT_EQ(report, "") << c.text;
+            EXPECT_EQ(report, "") << text;
         }
         testing::internal::CaptureStderr();
-        EXPECT_EQ(n.longValue(), c.longValue) << c.text;
+        EXPECT_EQ(n.longValue(), longValue) << text;
         report = testing::internal::GetCapturedStderr();
-        EXPECT_EQ(report, c.longValue ? "" : "Could not convert " + c.text + " to long value\n")
-            << c.text;
+        EXPECT_EQ(report, longValue ? "" : "Could not convert " + text + " to long value\n")
+            << text;
     }
 }
 

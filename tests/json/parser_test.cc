@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <sstream>
+#include <tuple>
 #include <vector>
 
 #include "qorbasic/json.h"
@@ -96,8 +97,7 @@ TEST(JsonParser, StringEscapesDecodeAndBadOnesFail) {
         {R"("\u0x41")", "A"},
         {R"("\u-001")", ""},
         {R"("\"\/\\\b\f\n\r\t")", "\"/\\\b\f\n\r\t"},
-        {"\"tab\there\x01\xff\"", "tab\there\x01\xff"},
-    };
+        {"\"tab\there\x01\xff\"", "tab\there\x01\xff"}};
     for (const auto& c : decoded) {
         std::unique_ptr<JsonNode> node(JsonUtil::parse(c.first));
         ASSERT_NE(node, nullptr) << c.first;
@@ -110,12 +110,8 @@ TEST(JsonParser, StringEscapesDecodeAndBadOnesFail) {
 }
 
 TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
-    struct Case {
-        std::string text;
-        unsigned long limit;
-        std::string result;  // toString of the tree, or "<null>"
-    };
-    const Case cases[] = {
+    // The text, the limit, and toString of the tree or "<null>".
+    const std::tuple<std::string, unsigned long, std::string> cases[] = {
         {"[12345]6789", 7, "[12345]"},
         {"12345e7", 3, "123"},
         {"0x1f", 3, "0x1"},
@@ -128,10 +124,10 @@ TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
         {std::string("[1,\0 2]", 7), 7, "<null>"},
         {std::string("1\0", 2), 2, "<null>"},
     };
-    for (const Case& c : cases) {
-        std::unique_ptr<JsonNode> node(JsonUtil::limited_parse(c.text.data(), c.limit));
-        EXPECT_EQ(node ? node->toString() : "<null>", c.result) << c.text;
-        EXPECT_EQ(parsed(c.text.substr(0, c.limit)), c.result) << "the same bytes as a string";
+    for (const auto& [text, limit, result] : cases) {
+        std::unique_ptr<JsonNode> node(JsonUtil::limited_parse(text.data(), limit));
+        EXPECT_EQ(node ? node->toString() : "<null>", result) << text;
+        EXPECT_EQ(parsed(text.substr(0, limit)), result) << "the same bytes as a string";
     }
     JsonHash hash;
     EXPECT_FALSE(JsonUtil::limited_parse("{}", hash, 0));
@@ -140,13 +136,8 @@ TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
 }
 
 TEST(JsonParser, HashFormSkipsLeadingTextAndKeepsCompleteMembers) {
-    struct Case {
-        const char* before;
-        const char* text;
-        bool ok;
-        const char* after;
-    };
-    const Case cases[] = {
+    // The hash before, the text, the result of parse, and the hash after.
+    const std::tuple<const char*, const char*, bool, const char*> cases[] = {
         {"{}", "junk {\"a\":1}", true, R"({"a":1})"},
         {R"({"old":1,"a":0})", R"({"a":2,"b":3})", true, R"({"a":2,"b":3,"old":1})"},
         {"{}", R"({"a":1}x)", false, R"({"a":1})"},
@@ -155,11 +146,11 @@ TEST(JsonParser, HashFormSkipsLeadingTextAndKeepsCompleteMembers) {
         {R"({"keep":1})", "[1,2]", false, R"({"keep":1})"},
         {R"({"keep":1})", "{} \n", true, R"({"keep":1})"},
     };
-    for (const Case& c : cases) {
-        std::unique_ptr<JsonHash> hash(JsonUtil::parseObject(c.before));
+    for (const auto& [before, text, ok, after] : cases) {
+        std::unique_ptr<JsonHash> hash(JsonUtil::parseObject(before));
         ASSERT_NE(hash, nullptr);
-        EXPECT_EQ(JsonUtil::parse(c.text, *hash), c.ok) << c.text;
-        EXPECT_EQ(hash->toString(), c.after) << c.text;
+        EXPECT_EQ(JsonUtil::parse(text, *hash), ok) << text;
+        EXPECT_EQ(hash->toString(), after) << text;
     }
 }
 
