@@ -48,7 +48,6 @@ TEST(JsonWriter, WritesNestedContainersCompactInKeyOrder) {
     const std::string expected = R"({"a":{},"b":[1,true,null,"x\ny"]})";
     EXPECT_EQ(hash.toString(), expected);
     EXPECT_EQ(written(hash), expected);
-    EXPECT_EQ(written(*list), R"([1,true,null,"x\ny"])");
 }
 
 TEST(JsonScalars, EachKindHasItsTypeTruthinessTextAndEqualClones) {
@@ -101,7 +100,7 @@ std::string assigned(T value) {
     return n.getValue();
 }
 
-TEST(JsonNum, AssignmentsRenderEachIntegerTypeAsDigits) {
+TEST(JsonNum, AssignmentsRenderIntegersAsDigitsAndDoublesWithSixSignificantDigits) {
     EXPECT_EQ(assigned(static_cast<signed char>(65)), "65");
     EXPECT_EQ(assigned(static_cast<signed char>(-1)), "-1");
     EXPECT_EQ(assigned(static_cast<unsigned char>(200)), "200");
@@ -114,21 +113,10 @@ TEST(JsonNum, AssignmentsRenderEachIntegerTypeAsDigits) {
     EXPECT_EQ(assigned(-7LL), "-7");
     EXPECT_EQ(assigned(7ULL), "7");
     EXPECT_EQ(assigned(JsonNum("42")), "42");
+    EXPECT_EQ(assigned(0.1), "0.1");
+    EXPECT_EQ(assigned(1234567.0), "1.23457e+06");
     JsonNum n("0");
     EXPECT_EQ(&(n = 3), static_cast<JsonNode*>(&n));
-}
-
-TEST(JsonNum, DoubleAssignmentKeepsSixSignificantDigits) {
-    JsonNum n("0");
-    n = 0.1;
-    EXPECT_EQ(n.getValue(), "0.1");
-    n = 1234567.0;
-    EXPECT_EQ(n.getValue(), "1.23457e+06");
-    EXPECT_EQ(n.intValue(), 1);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(n.longValue(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Could not convert 1.23457e+06 to long value\n");
 }
 
 TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
@@ -140,6 +128,7 @@ TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
         {"007", 7, 7},
         {"1.5", 1, 0},
         {"1e5", 1, 0},
+        {"1.23457e+06", 1, 0},
         {"12abc", 12, 0},
         {"abc", 0, 0},
         {"", 0, 0},

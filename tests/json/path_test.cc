@@ -83,15 +83,7 @@ TEST(JsonPath, ExampleTableOnTheSampleDocument) {
     }
 }
 
-TEST(JsonPath, SelectorsWorkOnAnArrayRoot) {
-    std::unique_ptr<JsonNode> root(JsonUtil::parse(R"([{"v":1},{"v":2}])"));
-    ASSERT_NE(root, nullptr);
-    EXPECT_EQ(describe(root->dig("[1]"), root.get()), R"({"v":2})");
-    EXPECT_EQ(describe(root->dig("[1]/v"), root.get()), "2");
-    EXPECT_EQ(root->dig("/v"), nullptr);
-}
-
-TEST(JsonPath, ConditionsCompareTheTextOfAnyScalar) {
+TEST(JsonPath, ConditionsOnAnArrayRootCompareTheTextOfAnyScalar) {
     std::unique_ptr<JsonNode> root(JsonUtil::parse(
         R"([{"k":1},{"k":"1"},{"k":true},{"k":"true"},{"k":null},{"k":"null"},{"k":[]},{}])"));
     ASSERT_NE(root, nullptr);
@@ -101,6 +93,9 @@ TEST(JsonPath, ConditionsCompareTheTextOfAnyScalar) {
     EXPECT_EQ(root->digAll("[k=null]", found), 2u);
     EXPECT_EQ(root->digAll("[k=]", found), 2u) << "an array value and an absent key";
     EXPECT_EQ(root->digAll("[k=*]", found), 8u);
+    EXPECT_EQ(describe(root->dig("[6]"), root.get()), R"({"k":[]})");
+    EXPECT_EQ(root->digValue("[3]/k"), "true");
+    EXPECT_EQ(root->dig("/k"), nullptr);
 }
 
 TEST(JsonPath, PathsGoThroughRawChildren) {
