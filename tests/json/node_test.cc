@@ -200,13 +200,13 @@ TEST(JsonHash, AddReplacesAndDeletesTheOldValueOnce) {
 }
 
 TEST(JsonHash, TypedGettersGiveTheirDefaultsForAbsentOrOtherTypesAlsoThroughRawText) {
-    // key, getStringValue, getIntValue and getLongValue, getBoolValue, which container, getValue
+    // key, getStringValue, getIntValue and getLongValue (0 for a number that does not convert),
+    // getBoolValue, which container, getValue
     const std::tuple<const char*, const char*, long, bool, JsonType, const char*> cases[] = {
         {"str", "text", -1, false, JSON_NULL, "text"}, {"num", "", 42, false, JSON_NULL, "42"},
-        {"bad", "", 0, false, JSON_NULL, "nan"},  // a number that does not convert: 0
-        {"yes", "", -1, true, JSON_NULL, "true"},      {"nul", "", -1, false, JSON_NULL, "null"},
-        {"list", "", -1, false, JSON_ARRAY, ""},       {"obj", "", -1, false, JSON_HASH, ""},
-        {"missing", "", -1, false, JSON_NULL, ""},
+        {"bad", "", 0, false, JSON_NULL, "nan"},       {"yes", "", -1, true, JSON_NULL, "true"},
+        {"nul", "", -1, false, JSON_NULL, "null"},     {"list", "", -1, false, JSON_ARRAY, ""},
+        {"obj", "", -1, false, JSON_HASH, ""},         {"missing", "", -1, false, JSON_NULL, ""},
     };
     auto hash = sampleHash();
     RawJson raw(hash->toString());

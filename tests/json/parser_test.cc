@@ -15,8 +15,6 @@
 
 namespace {
 
-const char* const kNull = nullptr;  // marks a text that must not parse
-
 std::string parsed(const std::string& text) {
     std::unique_ptr<JsonNode> node(JsonUtil::parse(text));
     return node ? node->toString() : "<null>";

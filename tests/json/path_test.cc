@@ -167,6 +167,7 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     EXPECT_FALSE(empty.isValid());
     // Invalid raw text keeps its text, is truthy and reads as an unequal null.
     EXPECT_FALSE(bad.isValid());
+    EXPECT_EQ(bad.toString(), "[");
     EXPECT_TRUE(bad.isTruthy());
     EXPECT_EQ(bad.getType(), JSON_NULL);
     EXPECT_FALSE(bad.isNull());
