@@ -19,7 +19,7 @@ struct Figure {
 };
 
 class RatioReporter : public benchmark::ConsoleReporter {
-public:
+  public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
@@ -42,8 +42,7 @@ public:
 
     void Finalize() override {
         ConsoleReporter::Finalize();
-        std::printf("\n%-28s %-12s %14s %12s %10s\n", "case", "impl", "ns/op", "MB/s",
-                    "peer/ours");
+        std::printf("\n%-28s %-12s %14s %12s %10s\n", "case", "impl", "ns/op", "MB/s", "peer/ours");
         for (const std::string& test_case : order_) {
             const auto& impls = figures_[test_case];
             auto ours = impls.find("qorbasic");
@@ -56,15 +55,16 @@ public:
                              f.ns_per_iteration / ours->second.ns_per_iteration);
                 }
                 char rate[32] = "";
-                if (f.bytes_per_second > 0) snprintf(rate, sizeof rate, "%.1f", f.bytes_per_second / 1e6);
-                std::printf("%-28s %-12s %14.1f %12s %10s\n", test_case.c_str(), entry.first.c_str(),
-                            f.ns_per_iteration, rate, ratio);
+                if (f.bytes_per_second > 0)
+                    snprintf(rate, sizeof rate, "%.1f", f.bytes_per_second / 1e6);
+                std::printf("%-28s %-12s %14.1f %12s %10s\n", test_case.c_str(),
+                            entry.first.c_str(), f.ns_per_iteration, rate, ratio);
             }
         }
         std::fflush(stdout);
     }
 
-private:
+  private:
     std::vector<std::string> order_;
     std::map<std::string, std::map<std::string, Figure>> figures_;
 };

@@ -2,7 +2,6 @@
 // with parameters at several levels, to show the level filter at work, then
 // stores a setting in a configuration file and logs the result.
 #include <qorbasic/qorbasic.h>
-
 #include <stdlib.h>
 #include <unistd.h>
 

@@ -22,7 +22,7 @@
 #include "qorbasic/export.h"
 
 class QOR_API Lockable {
-public:
+  public:
     virtual ~Lockable();
     virtual void lock() = 0;
     virtual void unlock() = 0;
@@ -31,7 +31,7 @@ public:
 // A standard non-recursive mutex. lock() raises std::system_error when the
 // platform's lock operation fails; unlock() reports nothing.
 class QOR_API BasicMutex : public Lockable {
-public:
+  public:
     BasicMutex();
     ~BasicMutex() override;
     void lock() override;
@@ -40,14 +40,14 @@ public:
     BasicMutex(const BasicMutex&) = delete;
     BasicMutex& operator=(const BasicMutex&) = delete;
 
-private:
+  private:
     std::mutex mutex_;
 };
 
 // The mutex that all classes of the library hold: a BasicMutex on the heap,
 // reached through its virtual slots.
 class QOR_API PortableMutex : public Lockable {
-public:
+  public:
     PortableMutex();
     ~PortableMutex() override;
     void lock() override;
@@ -56,20 +56,20 @@ public:
     PortableMutex(const PortableMutex&) = delete;
     PortableMutex& operator=(const PortableMutex&) = delete;
 
-private:
+  private:
     BasicMutex* held_;
 };
 
 // Holds a Lockable for its whole scope; there is no early release.
 class QOR_API ScopedLock {
-public:
+  public:
     explicit ScopedLock(Lockable& lockable);
     ~ScopedLock();
 
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
 
-private:
+  private:
     Lockable* held_;
 };
 

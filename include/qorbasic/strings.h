@@ -58,7 +58,8 @@ QOR_API std::string& join_string(std::string& out, QRSTR const& p1, QRSTR const&
                                  QRSTR const& p3 = QRSTR::empty(), QRSTR const& p4 = QRSTR::empty(),
                                  QRSTR const& p5 = QRSTR::empty(), QRSTR const& p6 = QRSTR::empty(),
                                  QRSTR const& p7 = QRSTR::empty(), QRSTR const& p8 = QRSTR::empty(),
-                                 QRSTR const& p9 = QRSTR::empty(), QRSTR const& p10 = QRSTR::empty());
+                                 QRSTR const& p9 = QRSTR::empty(),
+                                 QRSTR const& p10 = QRSTR::empty());
 
 QOR_API void ascii_to_widechar(std::wstring& out, const char* text);
 QOR_API void widechar_to_ascii(std::string& out, const wchar_t* text);

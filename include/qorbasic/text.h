@@ -27,10 +27,10 @@
 #include "qorbasic/export.h"
 
 class QOR_API QRSTR {
-public:
+  public:
     QRSTR(const char* text) { finish(text); }  // NOLINT: converting by design
     QRSTR(const std::string& text)             // NOLINT
-        : length_(static_cast<int>(text.length())), text_(text.c_str()) {}
+    : length_(static_cast<int>(text.length())), text_(text.c_str()) {}
     QRSTR(int value);     // NOLINT
     QRSTR(bool value);    // NOLINT
     QRSTR(double value);  // NOLINT
@@ -47,7 +47,7 @@ public:
     bool is_empty() const { return length_ == 0; }
     bool has_text() const { return length_ > 0; }
 
-private:
+  private:
     void finish(const char* text);
 
     char buffer_[100];
@@ -80,7 +80,7 @@ QOR_API int limited_string_copy(char* dest, int size, QRSTR const& text, int lim
 QOR_API void memzero(void* data, int count);
 
 class QOR_API StringVector {
-public:
+  public:
     StringVector();
     ~StringVector();
 
@@ -108,7 +108,7 @@ public:
     // Sorts keys and applies every swap to companions at the same indexes.
     static void sort_strings(StringVector& keys, StringVector& companions);
 
-private:
+  private:
     std::vector<std::string*> elements_;
     std::string none_;
 };

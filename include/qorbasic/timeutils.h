@@ -37,7 +37,7 @@ QOR_API long gmt_to_local(long ticks);
 QOR_API long local_to_gmt(long ticks);
 
 class QOR_API TimeBreakdown {
-public:
+  public:
     TimeBreakdown();
     explicit TimeBreakdown(long ticks);
 

@@ -4,8 +4,12 @@ Lockable::~Lockable() = default;
 
 BasicMutex::BasicMutex() = default;
 BasicMutex::~BasicMutex() = default;
-void BasicMutex::lock() { mutex_.lock(); }
-void BasicMutex::unlock() { mutex_.unlock(); }
+void BasicMutex::lock() {
+    mutex_.lock();
+}
+void BasicMutex::unlock() {
+    mutex_.unlock();
+}
 
 PortableMutex::PortableMutex() : held_(new BasicMutex) {}
 
@@ -14,8 +18,16 @@ PortableMutex::~PortableMutex() {
     held_ = nullptr;
 }
 
-void PortableMutex::lock() { held_->lock(); }
-void PortableMutex::unlock() { held_->unlock(); }
+void PortableMutex::lock() {
+    held_->lock();
+}
+void PortableMutex::unlock() {
+    held_->unlock();
+}
 
-ScopedLock::ScopedLock(Lockable& lockable) : held_(&lockable) { held_->lock(); }
-ScopedLock::~ScopedLock() { held_->unlock(); }
+ScopedLock::ScopedLock(Lockable& lockable) : held_(&lockable) {
+    held_->lock();
+}
+ScopedLock::~ScopedLock() {
+    held_->unlock();
+}

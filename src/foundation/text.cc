@@ -1,8 +1,9 @@
 #include "qorbasic/text.h"
 
+#include <strings.h>
+
 #include <cstdio>
 #include <cstring>
-#include <strings.h>
 #include <utility>
 
 QRSTR::QRSTR(int value) {
@@ -10,7 +11,9 @@ QRSTR::QRSTR(int value) {
     finish(buffer_);
 }
 
-QRSTR::QRSTR(bool value) { finish(value ? "true" : "false"); }
+QRSTR::QRSTR(bool value) {
+    finish(value ? "true" : "false");
+}
 
 QRSTR::QRSTR(double value) {
     // snprintf cuts a longer rendering to 99 characters and the terminator.
@@ -39,18 +42,28 @@ const QRSTR& QRSTR::empty() {
     return shared;
 }
 
-bool string_isempty(QRSTR const& text) { return text.is_empty(); }
-bool string_hastext(QRSTR const& text) { return text.has_text(); }
-int string_length(QRSTR const& text) { return text.length(); }
+bool string_isempty(QRSTR const& text) {
+    return text.is_empty();
+}
+bool string_hastext(QRSTR const& text) {
+    return text.has_text();
+}
+int string_length(QRSTR const& text) {
+    return text.length();
+}
 
 bool cased_equals(QRSTR const& a, QRSTR const& b) {
     return a.length() == b.length() && strcmp(a.ptr(), b.ptr()) == 0;
 }
-int cased_compare(QRSTR const& a, QRSTR const& b) { return strcmp(a.ptr(), b.ptr()); }
+int cased_compare(QRSTR const& a, QRSTR const& b) {
+    return strcmp(a.ptr(), b.ptr());
+}
 
 // A negative count reads as "compare nothing", so that no caller can make
 // strncmp walk an unbounded size_t range.
-static size_t count_of(int n) { return n > 0 ? static_cast<size_t>(n) : 0; }
+static size_t count_of(int n) {
+    return n > 0 ? static_cast<size_t>(n) : 0;
+}
 
 bool limited_cased_equals(QRSTR const& a, QRSTR const& b, int n) {
     return strncmp(a.ptr(), b.ptr(), count_of(n)) == 0;
@@ -58,8 +71,12 @@ bool limited_cased_equals(QRSTR const& a, QRSTR const& b, int n) {
 int limited_cased_compare(QRSTR const& a, QRSTR const& b, int n) {
     return strncmp(a.ptr(), b.ptr(), count_of(n));
 }
-bool equals_nocase(QRSTR const& a, QRSTR const& b) { return strcasecmp(a.ptr(), b.ptr()) == 0; }
-int compare_nocase(QRSTR const& a, QRSTR const& b) { return strcasecmp(a.ptr(), b.ptr()); }
+bool equals_nocase(QRSTR const& a, QRSTR const& b) {
+    return strcasecmp(a.ptr(), b.ptr()) == 0;
+}
+int compare_nocase(QRSTR const& a, QRSTR const& b) {
+    return strcasecmp(a.ptr(), b.ptr());
+}
 bool limited_equals_nocase(QRSTR const& a, QRSTR const& b, int n) {
     return strncasecmp(a.ptr(), b.ptr(), count_of(n)) == 0;
 }
@@ -87,18 +104,28 @@ void memzero(void* data, int count) {
 }
 
 StringVector::StringVector() = default;
-StringVector::~StringVector() { clear(); }
+StringVector::~StringVector() {
+    clear();
+}
 
-int StringVector::size() const { return static_cast<int>(elements_.size()); }
-bool StringVector::bounds(int index) const { return index >= 0 && index < size(); }
-bool StringVector::verify(int index) const { return bounds(index); }
+int StringVector::size() const {
+    return static_cast<int>(elements_.size());
+}
+bool StringVector::bounds(int index) const {
+    return index >= 0 && index < size();
+}
+bool StringVector::verify(int index) const {
+    return bounds(index);
+}
 
 const std::string& StringVector::fetch(int index) const {
     if (!bounds(index) || elements_[index] == nullptr) return none_;
     return *elements_[index];
 }
 
-void StringVector::append(QRSTR const& text) { elements_.push_back(new std::string(text.ptr())); }
+void StringVector::append(QRSTR const& text) {
+    elements_.push_back(new std::string(text.ptr()));
+}
 
 void StringVector::store(int index, QRSTR const& text) {
     if (!bounds(index)) return;

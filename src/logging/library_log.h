@@ -17,11 +17,11 @@ BasicLog::Source* library_source();
 }  // namespace detail
 }  // namespace qor
 
-#define QOR_LOG(level, text)                                                          \
-    if (!::qor::detail::library_source()->would_send(level)) {                        \
-    } else                                                                            \
-        ::BasicLog::LogMessageBuilder(::qor::detail::library_source()->receiver(),    \
-                                      ::qor::detail::library_source()->name().c_str(), \
-                                      (level), (text), __FILE__, __func__)
+#define QOR_LOG(level, text)                                                                    \
+    if (!::qor::detail::library_source()->would_send(level)) {                                  \
+    } else                                                                                      \
+        ::BasicLog::LogMessageBuilder(::qor::detail::library_source()->receiver(),              \
+                                      ::qor::detail::library_source()->name().c_str(), (level), \
+                                      (text), __FILE__, __func__)
 
 #endif  // QORBASIC_SRC_LOGGING_LIBRARY_LOG_H
