@@ -3,14 +3,12 @@
 #include <sys/un.h>
 
 #include <cstring>
-#include <vector>
 
 #include "net/address_bytes.h"
 #include "qorbasic/net.h"
 
 namespace {
 
-using net_test::bytes_of;
 using net_test::ip;
 
 TEST(IPAddressTest, TextParsesBothFamiliesAndRejectsTheRest) {
@@ -35,49 +33,39 @@ TEST(IPAddressTest, TextParsesBothFamiliesAndRejectsTheRest) {
         EXPECT_EQ(a.addressFamily(), c.family) << c.text;
         EXPECT_EQ(a.isValid(), c.family != 0) << c.text;
         EXPECT_EQ(a.toString(), c.printed) << c.text;
+        EXPECT_EQ(a.addrLength(), c.family == AF_INET ? 4 : c.family == AF_INET6 ? 16 : 0);
+        EXPECT_EQ(a.addr4() != nullptr, c.family == AF_INET) << c.text;
+        EXPECT_EQ(a.addr6() != nullptr, c.family == AF_INET6) << c.text;
     }
+    EXPECT_EQ(ip("1.2.3.4").addr4()->s_addr, inet_addr("1.2.3.4"));
+    EXPECT_EQ(ip("::1").addr6()->s6_addr[15], 1);
 }
 
-TEST(IPAddressTest, LengthAndTypedViewsFollowTheFamily) {
-    IPAddress v4 = ip("1.2.3.4"), v6 = ip("::1"), none;
-    EXPECT_EQ(v4.addrLength(), 4);
-    EXPECT_EQ(v6.addrLength(), 16);
-    EXPECT_EQ(none.addrLength(), 0);
-    ASSERT_NE(v4.addr4(), nullptr);
-    EXPECT_EQ(v4.addr4()->s_addr, inet_addr("1.2.3.4"));
-    EXPECT_EQ(v4.addr6(), nullptr);
-    EXPECT_EQ(v6.addr4(), nullptr);
-    ASSERT_NE(v6.addr6(), nullptr);
-    EXPECT_EQ(v6.addr6()->s6_addr[15], 1);
-    EXPECT_EQ(none.addr4(), nullptr);
-    EXPECT_EQ(none.addr6(), nullptr);
-}
-
-TEST(IPAddressTest, ZeroAddressesAreValidAndDifferAcrossFamilies) {
-    EXPECT_TRUE(IPAddress::zero4.isValid());
-    EXPECT_TRUE(IPAddress::zero6.isValid());
-    EXPECT_FALSE(IPAddress::INVALID_ADDRESS.isValid());
-    EXPECT_FALSE(IPAddress::zero4 == IPAddress::zero6);
-    EXPECT_EQ(IPAddress::zero4.toString(), "0.0.0.0");
-    EXPECT_EQ(IPAddress::zero6.toString(), "::");
-    EXPECT_EQ(IPAddress(nullptr, AF_INET), IPAddress::zero4);
-    EXPECT_EQ(IPAddress(nullptr, AF_INET6), IPAddress::zero6);
-}
-
-TEST(IPAddressTest, RawBytesConstructorHonoursOnlyKnownFamilies) {
+TEST(IPAddressTest, RawBytesAndSockaddrConstructorsHonourOnlyKnownFamilies) {
     const unsigned char raw[16] = {10, 0, 0, 1, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
     EXPECT_EQ(IPAddress(raw, AF_INET).toString(), "10.0.0.1");
-    EXPECT_EQ(IPAddress(raw, AF_INET6).addrLength(), 16);
+    EXPECT_EQ(IPAddress(raw, AF_INET6).toString(), "a00:1:506:708:90a:b0c:d0e:f10");
     EXPECT_FALSE(IPAddress(raw, AF_UNIX).isValid());
-    // Null data keeps even an unknown family.
+    // Null data gives the zero address, and keeps even an unknown family.
+    EXPECT_EQ(IPAddress(nullptr, AF_INET), IPAddress::zero4);
+    EXPECT_EQ(IPAddress(nullptr, AF_INET6), IPAddress::zero6);
+    EXPECT_FALSE(IPAddress::zero4 == IPAddress::zero6);
     EXPECT_EQ(IPAddress(nullptr, AF_UNIX).addressFamily(), AF_UNIX);
 
-    in_addr a4;
-    inet_pton(AF_INET, "9.8.7.6", &a4);
-    EXPECT_EQ(IPAddress(a4).toString(), "9.8.7.6");
     in6_addr a6;
     inet_pton(AF_INET6, "2001:db8::5", &a6);
     EXPECT_EQ(IPAddress(a6).toString(), "2001:db8::5");
+    EXPECT_EQ(IPAddress(*ip("9.8.7.6").addr4()).toString(), "9.8.7.6");
+
+    sockaddr_un un;
+    std::memset(&un, 0, sizeof(un));
+    un.sun_family = AF_UNIX;
+    IPAddress local(reinterpret_cast<const sockaddr*>(&un));
+    EXPECT_TRUE(local.isValid());
+    EXPECT_EQ(local.addressFamily(), AF_UNIX);
+    EXPECT_EQ(local.addrLength(), 0);
+    EXPECT_EQ(local.toString(), "");
+    EXPECT_FALSE(IPAddress(static_cast<const sockaddr*>(nullptr)).isValid());
 }
 
 TEST(IPAddressTest, SockaddrRoundTripKeepsAddressAndZeroesPort) {
@@ -91,30 +79,15 @@ TEST(IPAddressTest, SockaddrRoundTripKeepsAddressAndZeroesPort) {
         EXPECT_EQ(reinterpret_cast<const sockaddr_in*>(sa)->sin_port, 0) << text;
         EXPECT_EQ(IPAddress(sa), a) << text;
     }
-    // Only the bytes of a sockaddr_in are cleared for IPv4.
+    // Only the bytes of a sockaddr_in are cleared for IPv4; an invalid
+    // address writes nothing.
     sockaddr_in6 storage;
     std::memset(&storage, 0xAB, sizeof(storage));
     ip("1.2.3.4").copy(reinterpret_cast<sockaddr*>(&storage));
     EXPECT_EQ(reinterpret_cast<unsigned char*>(&storage)[16], 0xAB);
-}
-
-TEST(IPAddressTest, CopyOfInvalidAddressWritesNothing) {
-    sockaddr_in6 storage;
     std::memset(&storage, 0xAB, sizeof(storage));
     IPAddress().copy(reinterpret_cast<sockaddr*>(&storage));
     EXPECT_EQ(reinterpret_cast<unsigned char*>(&storage)[0], 0xAB);
-}
-
-TEST(IPAddressTest, SockaddrOfOtherFamilyKeepsFamilyWithoutBytes) {
-    sockaddr_un un;
-    std::memset(&un, 0, sizeof(un));
-    un.sun_family = AF_UNIX;
-    IPAddress a(reinterpret_cast<const sockaddr*>(&un));
-    EXPECT_TRUE(a.isValid());
-    EXPECT_EQ(a.addressFamily(), AF_UNIX);
-    EXPECT_EQ(a.addrLength(), 0);
-    EXPECT_EQ(a.toString(), "");
-    EXPECT_FALSE(IPAddress(static_cast<const sockaddr*>(nullptr)).isValid());
 }
 
 TEST(IPAddressTest, IncrementAndDecrementCarryAndRunOutToInvalid) {
@@ -158,13 +131,6 @@ TEST(IPAddressTest, BitOperatorsTakeFamilyAndWidthFromLeftOperand) {
     EXPECT_FALSE((~IPAddress()).isValid());
 }
 
-TEST(IPAddressTest, AddressesOfDifferentFamiliesAreNeverEqual) {
-    EXPECT_NE(ip("1.2.3.4"), ip("::ffff:1.2.3.4"));
-    EXPECT_EQ(ip("1.2.3.4"), ip("1.2.3.4"));
-    EXPECT_NE(ip("1.2.3.4"), ip("1.2.3.5"));
-    EXPECT_EQ(IPAddress(), IPAddress::INVALID_ADDRESS);
-}
-
 TEST(IPAddressTest, MakeNetmaskCoversBothFamiliesAndRejectsTooLong) {
     struct Case {
         unsigned family, prefix;
@@ -187,9 +153,6 @@ TEST(IPAddressTest, MakeNetmaskCoversBothFamiliesAndRejectsTooLong) {
         EXPECT_EQ(IPAddress::makeNetmask(c.family, c.prefix).toString(), c.mask)
             << c.family << "/" << c.prefix;
     }
-    EXPECT_EQ(bytes_of(IPAddress::makeNetmask(AF_INET6, 33)),
-              (std::vector<unsigned char>{0xFF, 0xFF, 0xFF, 0xFF, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                                          0, 0}));
 }
 
 TEST(IPAddressTest, NetmaskPrefixLengthReadsOnlyContiguousMasks) {
@@ -225,6 +188,7 @@ TEST(IPAddressTest, IPv4InIPv6ConversionsRoundTrip) {
     EXPECT_EQ(a.toString(), "1.2.3.4");  // v6mapped leaves the original
     EXPECT_TRUE(a.toIPv6());
     EXPECT_TRUE(a.isIPv4InIPv6());
+    EXPECT_NE(a, ip("1.2.3.4"));  // different families are never equal
     EXPECT_EQ(a, ip("::ffff:1.2.3.4"));
     EXPECT_TRUE(a.toIPv4());
     EXPECT_EQ(a, ip("1.2.3.4"));
@@ -246,9 +210,6 @@ TEST(IPAddressTest, IPv4InIPv6ConversionsRoundTrip) {
 TEST(IPAddressTest, SolicitedNodeAddressTakesLastThreeBytes) {
     EXPECT_EQ(ip("2001:db8::12:34aa:bbcc").v6SolicitedNodeMcastAddress().toString(),
               "ff02::1:ffaa:bbcc");
-    EXPECT_EQ(bytes_of(ip("fe80::aa:bbcc").v6SolicitedNodeMcastAddress()),
-              (std::vector<unsigned char>{0xFF, 0x02, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x01, 0xFF, 0xAA,
-                                          0xBB, 0xCC}));
     EXPECT_FALSE(ip("1.2.3.4").v6SolicitedNodeMcastAddress().isValid());
     EXPECT_FALSE(IPAddress().v6SolicitedNodeMcastAddress().isValid());
 }
@@ -291,11 +252,8 @@ TEST(IPAddressTest, LinkLocalClearsTheUniversalLocalBit) {
 }
 
 TEST(IPAddressTest, HitAddressesLieInTheOrchidPrefix) {
-    EXPECT_TRUE(ip("2001:10::1").isHIT());
-    EXPECT_TRUE(ip("2001:1f:ffff::1").isHIT());
-    EXPECT_FALSE(ip("2001:20::1").isHIT());
-    EXPECT_FALSE(ip("32.1.0.16").isHIT());
-    EXPECT_FALSE(IPAddress().isHIT());
+    for (const char* text : {"2001:10::1", "2001:1f:ffff::1"}) EXPECT_TRUE(ip(text).isHIT());
+    for (const char* text : {"2001:20::1", "32.1.0.16", "bad"}) EXPECT_FALSE(ip(text).isHIT());
 }
 
 }  // namespace
