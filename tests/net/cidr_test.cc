@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstring>
 #include <stdexcept>
+#include <tuple>
 
 #include "net/address_bytes.h"
 #include "qorbasic/net.h"
@@ -36,11 +37,7 @@ TEST(IPCidrTest, TextKeepsHostBitsUntilNormalizedAndDerivesAddresses) {
 }
 
 TEST(IPCidrTest, ConstructorsReadPrefixFromTextNumberOrNetmask) {
-    struct Case {
-        IPCidr value;
-        const char* printed;
-        bool valid;
-    } cases[] = {
+    const std::tuple<IPCidr, const char*, bool> cases[] = {
         {cidr("10.0.0.1"), "10.0.0.1/32", true},
         {cidr("::1"), "::1/128", true},
         {cidr("2001:db8::/32"), "2001:db8::/32", true},
@@ -57,11 +54,10 @@ TEST(IPCidrTest, ConstructorsReadPrefixFromTextNumberOrNetmask) {
         {IPCidr::zero4, "0.0.0.0/0", true},
         {IPCidr::zero6, "::/0", true},
         {IPCidr::cidr128_1, "128.0.0.0/1", true},
-        {IPCidr::hit_net, "2001:10::/28", true},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(c.value.toString(), c.printed);
-        EXPECT_EQ(c.value.isValid(), c.valid) << c.printed;
+        {IPCidr::hit_net, "2001:10::/28", true}};
+    for (const auto& [value, printed, valid] : cases) {
+        EXPECT_EQ(value.toString(), printed);
+        EXPECT_EQ(value.isValid(), valid) << printed;
     }
     EXPECT_EQ(cidr("garbage").prefix_length(), 0);
 }
@@ -77,33 +73,25 @@ TEST(IPCidrTest, UnreadablePrefixTextRaisesOnlyTheParserExceptions) {
 // An "inner" text with a slash is read as a prefix, which a prefix includes
 // only when it is not longer.
 TEST(IPCidrTest, IncludesAddressesAndPrefixesByFamilyAndMask) {
-    struct Case {
-        const char* net;
-        const char* inner;
-        bool included;
-    } cases[] = {
+    const std::tuple<const char*, const char*, bool> cases[] = {
         {"10.0.0.0/8", "10.9.9.9", true},     {"10.0.0.0/8", "11.0.0.0", false},
         {"10.0.0.0/8", "::1", false},         {"10.0.0.5/32", "10.0.0.5", true},
         {"10.0.0.5/32", "10.0.0.4", false},   {"0.0.0.0/0", "8.8.8.8", true},
         {"10.1.2.3/8", "10.200.0.1", true},   {"::/0", "1.2.3.4", false},
         {"2001:10::/28", "2001:1f::1", true}, {"2001:10::/28", "2001:20::1", false},
         {"10.0.0.0/8", "10.1.0.0/16", true},  {"10.1.0.0/16", "10.0.0.0/8", false},
-        {"10.0.0.0/8", "10.0.0.0/8", true},   {"10.0.0.0/8", "11.0.0.0/16", false},
-    };
-    for (const Case& c : cases) {
-        IPCidr net = cidr(c.net);
-        bool got =
-            std::strchr(c.inner, '/') ? net.includes(cidr(c.inner)) : net.includes(ip(c.inner));
-        EXPECT_EQ(got, c.included) << c.net << " " << c.inner;
+        {"10.0.0.0/8", "10.0.0.0/8", true},   {"10.0.0.0/8", "11.0.0.0/16", false}};
+    for (const auto& [net, inner, included] : cases) {
+        IPCidr net = cidr(net);
+        bool got = std::strchr(inner, '/') ? net.includes(cidr(inner)) : net.includes(ip(inner));
+        EXPECT_EQ(got, included) << net << " " << inner;
     }
 }
 
 // Sum joins only neighbours of equal length; superSet finds the longest
 // common prefix.
 TEST(IPCidrTest, SumAndSuperSetOfTwoPrefixes) {
-    struct Case {
-        const char *a, *b, *sum, *super;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
         {"10.0.0.0/25", "10.0.0.128/25", "10.0.0.0/24", "10.0.0.0/24"},
         {"10.0.0.128/25", "10.0.0.0/25", "10.0.0.0/24", "10.0.0.0/24"},
         {"10.0.0.128/25", "10.0.1.0/25", "invalid/0", "10.0.0.0/23"},
@@ -118,22 +106,15 @@ TEST(IPCidrTest, SumAndSuperSetOfTwoPrefixes) {
         {"1.0.0.0/8", "200.0.0.0/8", "invalid/0", "0.0.0.0/0"},
         {"10.1.2.3/32", "10.1.2.3/32", "10.1.2.3/32", "10.1.2.3/32"},
         {"2001:db8::/48", "2001:db8:1::/48", "2001:db8::/47", "2001:db8::/47"},
-        {"10.0.0.0/8", "garbage", "invalid/0", "invalid/0"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(IPCidr::sum(cidr(c.a), cidr(c.b)).toString(), c.sum) << c.a << " + " << c.b;
-        EXPECT_EQ(IPCidr::superSet(cidr(c.a), cidr(c.b)).toString(), c.super)
-            << c.a << " ^ " << c.b;
+        {"10.0.0.0/8", "garbage", "invalid/0", "invalid/0"}};
+    for (const auto& [a, b, sum, super] : cases) {
+        EXPECT_EQ(IPCidr::sum(cidr(a), cidr(b)).toString(), sum) << a << " + " << b;
+        EXPECT_EQ(IPCidr::superSet(cidr(a), cidr(b)).toString(), super) << a << " ^ " << b;
     }
 }
 
 TEST(IPCidrTest, RangeGivesHostsAndTheirCount) {
-    struct Case {
-        const char* net;
-        const char* first;
-        const char* last;
-        int count;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*, int> cases[] = {
         {"10.0.0.0/24", "10.0.0.1", "10.0.0.254", 254},
         {"10.0.0.4/30", "10.0.0.5", "10.0.0.6", 2},
         {"10.0.0.4/31", "10.0.0.5", "10.0.0.4", 0},
@@ -141,27 +122,22 @@ TEST(IPCidrTest, RangeGivesHostsAndTheirCount) {
         {"0.0.0.0/1", "0.0.0.1", "127.255.255.254", INT_MAX - 1},
         // The count saturates from 32 host bits on.
         {"0.0.0.0/0", "0.0.0.1", "255.255.255.254", INT_MAX},
-        {"2001:db8::/64", "2001:db8::1", "2001:db8::ffff:ffff:ffff:fffe", INT_MAX},
-    };
-    for (const Case& c : cases) {
+        {"2001:db8::/64", "2001:db8::1", "2001:db8::ffff:ffff:ffff:fffe", INT_MAX}};
+    for (const auto& [net, first, last, count] : cases) {
         IPAddress first, last;
-        EXPECT_EQ(cidr(c.net).Range(first, last), c.count) << c.net;
-        EXPECT_EQ(first.toString(), c.first) << c.net;
-        EXPECT_EQ(last.toString(), c.last) << c.net;
+        EXPECT_EQ(cidr(net).Range(first, last), count) << net;
+        EXPECT_EQ(first.toString(), first) << net;
+        EXPECT_EQ(last.toString(), last) << net;
     }
 }
 
 TEST(IPCidrTest, DefaultRouteCoversBothHalvesOfTheSplitRoute) {
-    struct Case {
-        const char* net;
-        bool is_default;
-    } cases[] = {
+    const std::tuple<const char*, bool> cases[] = {
         {"0.0.0.0/0", true},    {"0.0.0.0/1", true},   {"128.0.0.0/1", true}, {"0.0.0.0/24", true},
         {"128.0.0.0/2", false}, {"10.0.0.0/8", false}, {"::/0", true},        {"::/64", true},
-        {"8000::/1", false},    {"garbage", false},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(cidr(c.net).isDefaultRouteCIDR(), c.is_default) << c.net;
+        {"8000::/1", false},    {"garbage", false}};
+    for (const auto& [net, is_default] : cases) {
+        EXPECT_EQ(cidr(net).isDefaultRouteCIDR(), is_default) << net;
     }
 }
 

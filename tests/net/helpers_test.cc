@@ -16,18 +16,16 @@ using Texts = std::pair<const char*, const char*>;
 
 TEST(MACAddressTest, TextMustBeSixHexFieldsAndNothingMore) {
     const char* zero = "00:00:00:00:00:00";
-    const Texts cases[] = {
-        {"01:23:45:67:89:ab", "01:23:45:67:89:ab"},
-        {"01:23:45:67:89:AB", "01:23:45:67:89:ab"},
-        {"1:2:3:4:5:6", "01:02:03:04:05:06"},
-        {"ff:ff:ff:ff:ff:ff", "ff:ff:ff:ff:ff:ff"},
-        {"01:23:45:67:89", zero},
-        {"01:23:45:67:89:ab ", zero},
-        {"01:23:45:67:89:ab:cd", zero},
-        {"01-23-45-67-89-ab", zero},
-        {"zz:23:45:67:89:ab", zero},
-        {"", zero},
-    };
+    const Texts cases[] = {{"01:23:45:67:89:ab", "01:23:45:67:89:ab"},
+                           {"01:23:45:67:89:AB", "01:23:45:67:89:ab"},
+                           {"1:2:3:4:5:6", "01:02:03:04:05:06"},
+                           {"ff:ff:ff:ff:ff:ff", "ff:ff:ff:ff:ff:ff"},
+                           {"01:23:45:67:89", zero},
+                           {"01:23:45:67:89:ab ", zero},
+                           {"01:23:45:67:89:ab:cd", zero},
+                           {"01-23-45-67-89-ab", zero},
+                           {"zz:23:45:67:89:ab", zero},
+                           {"", zero}};
     for (const auto& [text, printed] : cases) {
         EXPECT_EQ(MACAddress(std::string(text)).toString(), printed) << text;
     }
@@ -43,14 +41,12 @@ TEST(MACAddressTest, TextMustBeSixHexFieldsAndNothingMore) {
 }
 
 TEST(SockAddrTest, TextFormsByFamily) {
-    const std::pair<SockAddr, const char*> cases[] = {
-        {SockAddr(AF_INET), "0.0.0.0:0"},
-        {SockAddr(AF_INET6), "[::]:0"},
-        {SockAddr(ip("1.2.3.4")), "1.2.3.4:0"},
-        {SockAddr(ip("::1")), "[::1]:0"},
-        {SockAddr(IPAddress()), ""},
-        {SockAddr(AF_UNIX), ""},
-    };
+    const std::pair<SockAddr, const char*> cases[] = {{SockAddr(AF_INET), "0.0.0.0:0"},
+                                                      {SockAddr(AF_INET6), "[::]:0"},
+                                                      {SockAddr(ip("1.2.3.4")), "1.2.3.4:0"},
+                                                      {SockAddr(ip("::1")), "[::1]:0"},
+                                                      {SockAddr(IPAddress()), ""},
+                                                      {SockAddr(AF_UNIX), ""}};
     for (const auto& [value, printed] : cases) EXPECT_EQ(value.toString(), printed);
     EXPECT_EQ(SockAddr(IPAddress()).addressFamily(), 0);
 }

@@ -3,6 +3,7 @@
 #include <sys/un.h>
 
 #include <cstring>
+#include <tuple>
 
 #include "net/address_bytes.h"
 #include "qorbasic/net.h"
@@ -12,11 +13,7 @@ namespace {
 using net_test::ip;
 
 TEST(IPAddressTest, TextParsesBothFamiliesAndRejectsTheRest) {
-    struct Case {
-        const char* text;
-        unsigned short family;
-        const char* printed;
-    } cases[] = {
+    const std::tuple<const char*, unsigned short, const char*> cases[] = {
         {"1.2.3.4", AF_INET, "1.2.3.4"},
         {"::1", AF_INET6, "::1"},
         {"FE80::A", AF_INET6, "fe80::a"},
@@ -26,16 +23,15 @@ TEST(IPAddressTest, TextParsesBothFamiliesAndRejectsTheRest) {
         {"1.2.3.4 ", 0, "invalid"},
         {"256.1.1.1", 0, "invalid"},
         {"1.2.3.4/8", 0, "invalid"},
-        {"garbage", 0, "invalid"},
-    };
-    for (const Case& c : cases) {
-        IPAddress a = ip(c.text);
-        EXPECT_EQ(a.addressFamily(), c.family) << c.text;
-        EXPECT_EQ(a.isValid(), c.family != 0) << c.text;
-        EXPECT_EQ(a.toString(), c.printed) << c.text;
-        EXPECT_EQ(a.addrLength(), c.family == AF_INET ? 4 : c.family == AF_INET6 ? 16 : 0);
-        EXPECT_EQ(a.addr4() != nullptr, c.family == AF_INET) << c.text;
-        EXPECT_EQ(a.addr6() != nullptr, c.family == AF_INET6) << c.text;
+        {"garbage", 0, "invalid"}};
+    for (const auto& [text, family, printed] : cases) {
+        IPAddress a = ip(text);
+        EXPECT_EQ(a.addressFamily(), family) << text;
+        EXPECT_EQ(a.isValid(), family != 0) << text;
+        EXPECT_EQ(a.toString(), printed) << text;
+        EXPECT_EQ(a.addrLength(), family == AF_INET ? 4 : family == AF_INET6 ? 16 : 0);
+        EXPECT_EQ(a.addr4() != nullptr, family == AF_INET) << text;
+        EXPECT_EQ(a.addr6() != nullptr, family == AF_INET6) << text;
     }
     EXPECT_EQ(ip("1.2.3.4").addr4()->s_addr, inet_addr("1.2.3.4"));
     EXPECT_EQ(ip("::1").addr6()->s6_addr[15], 1);
@@ -91,11 +87,7 @@ TEST(IPAddressTest, SockaddrRoundTripKeepsAddressAndZeroesPort) {
 }
 
 TEST(IPAddressTest, IncrementAndDecrementCarryAndRunOutToInvalid) {
-    struct Case {
-        const char* from;
-        bool up;
-        const char* to;
-    } cases[] = {
+    const std::tuple<const char*, bool, const char*> cases[] = {
         {"1.2.3.255", true, "1.2.4.0"},
         {"1.2.4.0", false, "1.2.3.255"},
         {"255.255.255.255", true, "invalid"},
@@ -103,13 +95,12 @@ TEST(IPAddressTest, IncrementAndDecrementCarryAndRunOutToInvalid) {
         {"1::ffff", true, "1::1:0"},
         {"1::1:0", false, "1::ffff"},
         {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", true, "invalid"},
-        {"::", false, "invalid"},
-    };
-    for (const Case& c : cases) {
-        IPAddress a = ip(c.from);
-        IPAddress& same = c.up ? ++a : --a;
+        {"::", false, "invalid"}};
+    for (const auto& [from, up, to] : cases) {
+        IPAddress a = ip(from);
+        IPAddress& same = up ? ++a : --a;
         EXPECT_EQ(&same, &a);
-        EXPECT_EQ(a.toString(), c.to) << c.from << (c.up ? " ++" : " --");
+        EXPECT_EQ(a.toString(), to) << from << (up ? " ++" : " --");
     }
     IPAddress none;
     EXPECT_FALSE((++none).isValid());
@@ -132,10 +123,7 @@ TEST(IPAddressTest, BitOperatorsTakeFamilyAndWidthFromLeftOperand) {
 }
 
 TEST(IPAddressTest, MakeNetmaskCoversBothFamiliesAndRejectsTooLong) {
-    struct Case {
-        unsigned family, prefix;
-        const char* mask;
-    } cases[] = {
+    const std::tuple<unsigned, unsigned, const char*> cases[] = {
         {AF_INET, 0, "0.0.0.0"},
         {AF_INET, 1, "128.0.0.0"},
         {AF_INET, 24, "255.255.255.0"},
@@ -147,25 +135,20 @@ TEST(IPAddressTest, MakeNetmaskCoversBothFamiliesAndRejectsTooLong) {
         {AF_INET6, 64, "ffff:ffff:ffff:ffff::"},
         {AF_INET6, 129, "invalid"},
         {AF_UNIX, 8, "invalid"},
-        {0, 0, "invalid"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(IPAddress::makeNetmask(c.family, c.prefix).toString(), c.mask)
-            << c.family << "/" << c.prefix;
+        {0, 0, "invalid"}};
+    for (const auto& [family, prefix, mask] : cases) {
+        EXPECT_EQ(IPAddress::makeNetmask(family, prefix).toString(), mask)
+            << family << "/" << prefix;
     }
 }
 
 TEST(IPAddressTest, NetmaskPrefixLengthReadsOnlyContiguousMasks) {
-    struct Case {
-        const char* mask;
-        unsigned short length;
-    } cases[] = {
+    const std::tuple<const char*, unsigned short> cases[] = {
         {"255.255.255.0", 24},    {"255.255.255.255", 32}, {"255.0.255.0", 0}, {"255.255.255.1", 0},
         {"0.0.0.0", 0},           {"255.254.0.0", 15},     {"128.0.0.0", 1},   {"0.255.0.0", 0},
-        {"ffff:ffff:8000::", 33}, {"ffff::1", 0},          {"garbage", 0},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(ip(c.mask).netmaskPrefixLength(), c.length) << c.mask;
+        {"ffff:ffff:8000::", 33}, {"ffff::1", 0},          {"garbage", 0}};
+    for (const auto& [mask, length] : cases) {
+        EXPECT_EQ(ip(mask).netmaskPrefixLength(), length) << mask;
     }
 }
 
@@ -215,10 +198,7 @@ TEST(IPAddressTest, SolicitedNodeAddressTakesLastThreeBytes) {
 }
 
 TEST(IPAddressTest, MulticastMacMapsMulticastAndBroadcastOnly) {
-    struct Case {
-        const char* address;
-        const char* mac;
-    } cases[] = {
+    const std::tuple<const char*, const char*> cases[] = {
         {"224.129.2.3", "01:00:5e:01:02:03"},
         {"239.255.255.250", "01:00:5e:7f:ff:fa"},
         {"224.0.0.1", "01:00:5e:00:00:01"},
@@ -227,27 +207,21 @@ TEST(IPAddressTest, MulticastMacMapsMulticastAndBroadcastOnly) {
         {"240.0.0.1", "00:00:00:00:00:00"},
         {"ff02::1:ff00:1234", "33:33:ff:00:12:34"},
         {"fe80::1", "00:00:00:00:00:00"},
-        {"bad", "00:00:00:00:00:00"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(ip(c.address).multicastMac().toString(), c.mac) << c.address;
+        {"bad", "00:00:00:00:00:00"}};
+    for (const auto& [address, mac] : cases) {
+        EXPECT_EQ(ip(address).multicastMac().toString(), mac) << address;
     }
 }
 
 TEST(IPAddressTest, LinkLocalClearsTheUniversalLocalBit) {
-    struct Case {
-        const char* mac;
-        const char* address;
-    } cases[] = {
+    const std::tuple<const char*, const char*> cases[] = {
         {"02:11:22:33:44:55", "fe80::11:22ff:fe33:4455"},
         // Already clear: an XOR would set it, the AND keeps it clear.
         {"00:11:22:33:44:55", "fe80::11:22ff:fe33:4455"},
-        {"ff:ff:ff:ff:ff:ff", "fe80::fdff:ffff:feff:ffff"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(IPAddress::makeIPv6LinkLocal(MACAddress(std::string(c.mac))).toString(),
-                  c.address)
-            << c.mac;
+        {"ff:ff:ff:ff:ff:ff", "fe80::fdff:ffff:feff:ffff"}};
+    for (const auto& [mac, address] : cases) {
+        EXPECT_EQ(IPAddress::makeIPv6LinkLocal(MACAddress(std::string(mac))).toString(), address)
+            << mac;
     }
 }
 

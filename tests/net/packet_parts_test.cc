@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <tuple>
 #include <vector>
 
 #include "qorbasic/log.h"
@@ -31,12 +32,7 @@ std::vector<char> packet(int length, unsigned char first, unsigned char protocol
 }
 
 TEST(PacketPartsTest, FindsHeadersAtFixedOffsetsWithinThePacket) {
-    struct Case {
-        const char* what;
-        int length;
-        unsigned char first, protocol;
-        Offsets expected;
-    } cases[] = {
+    const std::tuple<const char*, int, unsigned char, unsigned char, Offsets> cases[] = {
         {"tcp header at the end", 20, 0x45, 6, {0, N, N, N, N, N, N, N, N, N}},
         {"short ipv4, protocol unread", 10, 0x45, 6, {0, N, N, N, N, N, N, N, N, N}},
         {"icmp payload at the end", 48, 0x45, 1, {0, 20, N, 20, N, N, N, N, N, N}},
@@ -47,14 +43,13 @@ TEST(PacketPartsTest, FindsHeadersAtFixedOffsetsWithinThePacket) {
         {"other protocol", 30, 0x45, 47, {0, 20, N, N, N, N, N, N, N, N}},
         {"header longer than packet", 30, 0x4F, 6, {0, N, N, N, N, N, N, N, N, N}},
         {"ipv6", 40, 0x60, 6, {N, N, 0, N, N, N, N, N, N, N}},
-        {"version 5", 40, 0x50, 6, NONE},
-    };
-    for (const Case& c : cases) {
-        std::vector<char> bytes = packet(c.length, c.first, c.protocol);
-        PacketParts parts(bytes.data(), c.length);
-        EXPECT_EQ(parts.data, bytes.data()) << c.what;
-        EXPECT_EQ(parts.length, c.length) << c.what;
-        EXPECT_EQ(offsets_of(parts, bytes.data()), c.expected) << c.what;
+        {"version 5", 40, 0x50, 6, NONE}};
+    for (const auto& [what, length, first, protocol, expected] : cases) {
+        std::vector<char> bytes = packet(length, first, protocol);
+        PacketParts parts(bytes.data(), length);
+        EXPECT_EQ(parts.data, bytes.data()) << what;
+        EXPECT_EQ(parts.length, length) << what;
+        EXPECT_EQ(offsets_of(parts, bytes.data()), expected) << what;
     }
 }
 
