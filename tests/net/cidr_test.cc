@@ -81,10 +81,10 @@ TEST(IPCidrTest, IncludesAddressesAndPrefixesByFamilyAndMask) {
         {"2001:10::/28", "2001:1f::1", true}, {"2001:10::/28", "2001:20::1", false},
         {"10.0.0.0/8", "10.1.0.0/16", true},  {"10.1.0.0/16", "10.0.0.0/8", false},
         {"10.0.0.0/8", "10.0.0.0/8", true},   {"10.0.0.0/8", "11.0.0.0/16", false}};
-    for (const auto& [net, inner, included] : cases) {
-        IPCidr net = cidr(net);
+    for (const auto& [text, inner, included] : cases) {
+        IPCidr net = cidr(text);
         bool got = std::strchr(inner, '/') ? net.includes(cidr(inner)) : net.includes(ip(inner));
-        EXPECT_EQ(got, included) << net << " " << inner;
+        EXPECT_EQ(got, included) << text << " " << inner;
     }
 }
 
@@ -123,11 +123,11 @@ TEST(IPCidrTest, RangeGivesHostsAndTheirCount) {
         // The count saturates from 32 host bits on.
         {"0.0.0.0/0", "0.0.0.1", "255.255.255.254", INT_MAX},
         {"2001:db8::/64", "2001:db8::1", "2001:db8::ffff:ffff:ffff:fffe", INT_MAX}};
-    for (const auto& [net, first, last, count] : cases) {
+    for (const auto& [net, first_text, last_text, count] : cases) {
         IPAddress first, last;
         EXPECT_EQ(cidr(net).Range(first, last), count) << net;
-        EXPECT_EQ(first.toString(), first) << net;
-        EXPECT_EQ(last.toString(), last) << net;
+        EXPECT_EQ(first.toString(), first_text) << net;
+        EXPECT_EQ(last.toString(), last_text) << net;
     }
 }
 
