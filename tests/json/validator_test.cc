@@ -80,25 +80,19 @@ TEST(JsonValidatorTest, SchemaShapeAndUnknownTypes) {
 }
 
 TEST(JsonValidatorTest, BlankValuesForEveryType) {
-    expect_cases({
-        {R"({})", R"("type":"int")", "{}"},
-        {R"({"k":null})", R"("type":"string")", "{}"},
-        {R"({})", R"("type":"int","required":true)", R"("can't be blank")"},
-    });
-    for (const char* type : {"string", "array", "bool", "ip", "cidr"}) {
-        Outcome out =
-            run(R"({"k":null})", R"("required":true,"type":")" + std::string(type) + "\"");
-        EXPECT_EQ(out.errors, R"({"k":["can't be blank"]})") << type;
+    for (const char* type : {"int", "string", "array", "bool", "ip", "cidr"}) {
+        for (const char* data : {"{}", R"({"k":null})"}) {
+            std::string rule = R"("type":")" + std::string(type) + "\"";
+            EXPECT_EQ(run(data, rule).errors, "{}") << type;
+            EXPECT_EQ(run(data, rule + R"(,"required":true)").errors, R"({"k":["can't be blank"]})")
+                << data << " " << type;
+        }
     }
 }
 
 TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheData) {
     const std::tuple<const char*, const char*, bool> cases[] = {
         {"{}", "true", true},
-        {"{}", "false", false},
-        {"{}", R"("yes")", false},
-        {"{}", "1", false},
-        {"{}", "[true]", false},
         {"{}", "{}", true},
         {R"({"mode":"static"})", R"({"mode":"static"})", true},
         {R"({"mode":"dhcp"})", R"({"mode":"static"})", false},
@@ -117,9 +111,13 @@ TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheData) {
         EXPECT_EQ(out.errors, is_required ? R"({"k":["can't be blank"]})" : "{}")
             << data << " required " << required;
     }
+    // Only true and a hash make a value required.
+    for (const char* required : {"false", R"("yes")", "1", "[true]"}) {
+        EXPECT_EQ(run("{}", R"("type":"int","required":)" + std::string(required)).errors, "{}");
+    }
 }
 
-TEST(JsonValidatorTest, IntRules) {
+TEST(JsonValidatorTest, IntAndBoolRules) {
     expect_cases({
         {R"({"k":5})", R"("type":"int","min":5,"max":5)", "{}"},
         {R"({"k":-6})", R"("type":"int","min":-5)", R"("can't be less than -5")"},
@@ -127,12 +125,14 @@ TEST(JsonValidatorTest, IntRules) {
          R"("can't be less than 10","can't be greater than 1")"},
         {R"({"k":true})", R"("type":"int")", R"("must be an integer")"},
         {R"({"k":"5"})", R"("type":"int")", R"("must be an integer")"},
-        {R"({"k":""})", R"("type":"int")", R"("must be an integer")"},
         {R"({"k":[]})", R"("type":"int")", R"("must be an integer")"},
         // Bounds that are no number are ignored.
         {R"({"k":5})", R"("type":"int","min":"10","max":null)", "{}"},
         {R"({"k":-2147483648})", R"("type":"int")", "{}"},
         {R"({"k":2147483647})", R"("type":"int")", "{}"},
+        {R"({"k":false})", R"("type":"bool")", "{}"},
+        {R"({"k":1})", R"("type":"bool")", R"("must be a boolean")"},
+        {R"({"k":"true"})", R"("type":"bool")", R"("must be a boolean")"},
     });
 }
 
@@ -200,14 +200,6 @@ TEST(JsonValidatorTest, ArrayElementRequiredReadsTheDataOfTheCall) {
     EXPECT_EQ(run(R"({"mode":"strict","k":["a","",null]})", schema).errors,
               R"({"k":{"1":["can't be blank"],"2":["can't be blank"]}})");
     EXPECT_EQ(run(R"({"mode":"lax","k":["a","",null]})", schema).errors, "{}");
-}
-
-TEST(JsonValidatorTest, BoolRules) {
-    expect_cases({
-        {R"({"k":false})", R"("type":"bool")", "{}"},
-        {R"({"k":1})", R"("type":"bool")", R"("must be a boolean")"},
-        {R"({"k":"true"})", R"("type":"bool")", R"("must be a boolean")"},
-    });
 }
 
 TEST(JsonValidatorTest, IpAndCidrRules) {
