@@ -19,11 +19,7 @@ TEST(IPAddressTest, TextParsesBothFamiliesAndRejectsTheRest) {
         {"FE80::A", AF_INET6, "fe80::a"},
         {"::ffff:1.2.3.4", AF_INET6, "::ffff:1.2.3.4"},
         {"", 0, "invalid"},
-        {"1.2.3", 0, "invalid"},
-        {"1.2.3.4 ", 0, "invalid"},
-        {"256.1.1.1", 0, "invalid"},
-        {"1.2.3.4/8", 0, "invalid"},
-        {"garbage", 0, "invalid"}};
+        {"1.2.3", 0, "invalid"}};
     for (const auto& [text, family, printed] : cases) {
         IPAddress a = ip(text);
         EXPECT_EQ(a.addressFamily(), family) << text;
@@ -32,6 +28,9 @@ TEST(IPAddressTest, TextParsesBothFamiliesAndRejectsTheRest) {
         EXPECT_EQ(a.addrLength(), family == AF_INET ? 4 : family == AF_INET6 ? 16 : 0);
         EXPECT_EQ(a.addr4() != nullptr, family == AF_INET) << text;
         EXPECT_EQ(a.addr6() != nullptr, family == AF_INET6) << text;
+    }
+    for (const char* text : {"1.2.3.4 ", "256.1.1.1", "1.2.3.4/8", "garbage"}) {
+        EXPECT_EQ(ip(text), IPAddress::INVALID_ADDRESS) << text;
     }
     EXPECT_EQ(ip("1.2.3.4").addr4()->s_addr, inet_addr("1.2.3.4"));
     EXPECT_EQ(ip("::1").addr6()->s6_addr[15], 1);
@@ -126,16 +125,15 @@ TEST(IPAddressTest, MakeNetmaskCoversBothFamiliesAndRejectsTooLong) {
     const std::tuple<unsigned, unsigned, const char*> cases[] = {
         {AF_INET, 0, "0.0.0.0"},
         {AF_INET, 1, "128.0.0.0"},
-        {AF_INET, 24, "255.255.255.0"},
         {AF_INET, 25, "255.255.255.128"},
         {AF_INET, 32, "255.255.255.255"},
         {AF_INET, 33, "invalid"},
         {AF_INET6, 0, "::"},
         {AF_INET6, 33, "ffff:ffff:8000::"},
-        {AF_INET6, 64, "ffff:ffff:ffff:ffff::"},
         {AF_INET6, 129, "invalid"},
         {AF_UNIX, 8, "invalid"},
-        {0, 0, "invalid"}};
+        {0, 0, "invalid"},
+    };
     for (const auto& [family, prefix, mask] : cases) {
         EXPECT_EQ(IPAddress::makeNetmask(family, prefix).toString(), mask)
             << family << "/" << prefix;
@@ -203,13 +201,12 @@ TEST(IPAddressTest, MulticastMacMapsMulticastAndBroadcastOnly) {
         {"239.255.255.250", "01:00:5e:7f:ff:fa"},
         {"224.0.0.1", "01:00:5e:00:00:01"},
         {"255.255.255.255", "ff:ff:ff:ff:ff:ff"},
-        {"10.0.0.1", "00:00:00:00:00:00"},
-        {"240.0.0.1", "00:00:00:00:00:00"},
-        {"ff02::1:ff00:1234", "33:33:ff:00:12:34"},
-        {"fe80::1", "00:00:00:00:00:00"},
-        {"bad", "00:00:00:00:00:00"}};
+        {"ff02::1:ff00:1234", "33:33:ff:00:12:34"}};
     for (const auto& [address, mac] : cases) {
         EXPECT_EQ(ip(address).multicastMac().toString(), mac) << address;
+    }
+    for (const char* text : {"10.0.0.1", "240.0.0.1", "fe80::1", "bad"}) {
+        EXPECT_EQ(ip(text).multicastMac(), MACAddress::ZERO) << text;
     }
 }
 
