@@ -31,13 +31,6 @@ Bytes masked(Bytes b, int n) {
     return b;
 }
 
-bool same_leading_bits(const Bytes& a, const Bytes& b, int n) {
-    for (int i = 0; i < n; ++i) {
-        if (bit(a, i) != bit(b, i)) return false;
-    }
-    return true;
-}
-
 int common_leading_bits(const Bytes& a, const Bytes& b) {
     int n = 0;
     while (n < static_cast<int>(a.size()) * 8 && bit(a, n) == bit(b, n)) ++n;
@@ -90,7 +83,7 @@ TEST_F(PrefixProperties, IncludesAgreesWithMaskingByHand) {
         Bytes net = random_bytes(f);
         Bytes candidate = near(net);
         int n = below(width(f) + 1);
-        bool expected = same_leading_bits(net, candidate, n);
+        bool expected = masked(net, n) == masked(candidate, n);
         included += expected;
         IPCidr prefix(address(net, f), n);
         ASSERT_EQ(prefix.includes(address(candidate, f)), expected) << prefix.toString();
