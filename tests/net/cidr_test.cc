@@ -51,10 +51,7 @@ TEST(IPCidrTest, ConstructorsReadPrefixFromTextNumberOrNetmask) {
         {IPCidr(ip("::"), 129), "::/129", false},
         {IPCidr(), "invalid/0", false},
         {IPCidr::invalid, "invalid/0", false},
-        {IPCidr::zero4, "0.0.0.0/0", true},
-        {IPCidr::zero6, "::/0", true},
-        {IPCidr::cidr128_1, "128.0.0.0/1", true},
-        {IPCidr::hit_net, "2001:10::/28", true}};
+        {IPCidr::cidr128_1, "128.0.0.0/1", true}};
     for (const auto& [value, printed, valid] : cases) {
         EXPECT_EQ(value.toString(), printed);
         EXPECT_EQ(value.isValid(), valid) << printed;

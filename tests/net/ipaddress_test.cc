@@ -188,11 +188,14 @@ TEST(IPAddressTest, IPv4InIPv6ConversionsRoundTrip) {
     EXPECT_FALSE(none.v6mapped().isValid());
 }
 
-TEST(IPAddressTest, SolicitedNodeAddressTakesLastThreeBytes) {
+TEST(IPAddressTest, SolicitedNodeTakesLastThreeBytesAndHitsLieInOrchid) {
     EXPECT_EQ(ip("2001:db8::12:34aa:bbcc").v6SolicitedNodeMcastAddress().toString(),
               "ff02::1:ffaa:bbcc");
     EXPECT_FALSE(ip("1.2.3.4").v6SolicitedNodeMcastAddress().isValid());
     EXPECT_FALSE(IPAddress().v6SolicitedNodeMcastAddress().isValid());
+    // HITs lie in the ORCHID prefix.
+    for (const char* text : {"2001:10::1", "2001:1f:ffff::1"}) EXPECT_TRUE(ip(text).isHIT());
+    for (const char* text : {"2001:20::1", "32.1.0.16", "bad"}) EXPECT_FALSE(ip(text).isHIT());
 }
 
 TEST(IPAddressTest, MulticastMacMapsMulticastAndBroadcastOnly) {
@@ -220,11 +223,6 @@ TEST(IPAddressTest, LinkLocalClearsTheUniversalLocalBit) {
         EXPECT_EQ(IPAddress::makeIPv6LinkLocal(MACAddress(std::string(mac))).toString(), address)
             << mac;
     }
-}
-
-TEST(IPAddressTest, HitAddressesLieInTheOrchidPrefix) {
-    for (const char* text : {"2001:10::1", "2001:1f:ffff::1"}) EXPECT_TRUE(ip(text).isHIT());
-    for (const char* text : {"2001:20::1", "32.1.0.16", "bad"}) EXPECT_FALSE(ip(text).isHIT());
 }
 
 }  // namespace
