@@ -211,16 +211,17 @@ TEST(JsonValidatorTest, IpAndCidrRules) {
         {R"({"k":"10.0.0.0/8"})", R"("type":"ip")", R"("must be a valid IP address")"},
         {R"({"k":"10.0.0.0/8"})", R"("type":"cidr")", "{}"},
         {R"({"k":"2001:db8::/32"})", R"("type":"cidr")", "{}"},
-        {R"({"k":"10.0.0.0/33"})", R"("type":"cidr")", R"("must be a valid CIDR")"},
-        {R"({"k":"10.0.0.0"})", R"("type":"cidr")", R"("must be a valid CIDR")"},
-        // Texts the prefix parser raises on are invalid like any other.
-        {R"({"k":"10.0.0.0/x"})", R"("type":"cidr")", R"("must be a valid CIDR")"},
-        {R"({"k":"::/999999999999999999999"})", R"("type":"cidr")", R"("must be a valid CIDR")"},
         // The bare-address test compares texts: upper-case digits pass.
         {R"({"k":"FE80::1"})", R"("type":"cidr")", "{}"},
         {R"({"k":""})", R"("type":"cidr")", "{}"},
         {R"({"k":true})", R"("type":"cidr")", R"("must be a string")"},
     });
+    // Texts the prefix parser raises on are invalid like any other.
+    for (const char* text : {"10.0.0.0/33", "10.0.0.0", "10.0.0.0/x", "::/999999999999999999999"}) {
+        EXPECT_EQ(run(R"({"k":")" + std::string(text) + "\"}", R"("type":"cidr")").errors,
+                  R"({"k":["must be a valid CIDR"]})")
+            << text;
+    }
 }
 
 TEST(JsonValidatorTest, ResultCountsNewKeysOnlyAndNullArgumentsGiveFalse) {

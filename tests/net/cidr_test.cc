@@ -86,21 +86,18 @@ TEST(IPCidrTest, IncludesAddressesAndPrefixesByFamilyAndMask) {
 }
 
 // Sum joins only neighbours of equal length; superSet finds the longest
-// common prefix.
+// common prefix. The random cases are in cidr_property_test.cc; these are the
+// edges.
 TEST(IPCidrTest, SumAndSuperSetOfTwoPrefixes) {
     const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
         {"10.0.0.0/25", "10.0.0.128/25", "10.0.0.0/24", "10.0.0.0/24"},
-        {"10.0.0.128/25", "10.0.0.0/25", "10.0.0.0/24", "10.0.0.0/24"},
         {"10.0.0.128/25", "10.0.1.0/25", "invalid/0", "10.0.0.0/23"},
         {"10.0.0.5/24", "10.0.0.9/24", "10.0.0.0/24", "10.0.0.0/24"},
         {"10.0.0.0/24", "10.0.1.0/25", "invalid/0", "10.0.0.0/23"},
         {"0.0.0.0/0", "0.0.0.0/0", "invalid/0", "0.0.0.0/0"},
         {"10.0.0.0/25", "::/25", "invalid/0", "invalid/0"},
         {"0.0.0.0/1", "128.0.0.0/1", "0.0.0.0/0", "0.0.0.0/0"},
-        {"2001:db8::/33", "2001:db8:8000::/33", "2001:db8::/32", "2001:db8::/32"},
         {"10.0.0.0/40", "10.0.0.0/40", "invalid/0", "invalid/0"},
-        {"10.0.0.0/8", "10.1.0.0/16", "invalid/0", "10.0.0.0/8"},
-        {"1.0.0.0/8", "200.0.0.0/8", "invalid/0", "0.0.0.0/0"},
         {"10.1.2.3/32", "10.1.2.3/32", "10.1.2.3/32", "10.1.2.3/32"},
         {"2001:db8::/48", "2001:db8:1::/48", "2001:db8::/47", "2001:db8::/47"},
         {"10.0.0.0/8", "garbage", "invalid/0", "invalid/0"}};
