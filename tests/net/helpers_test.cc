@@ -3,6 +3,8 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <tuple>
+#include <utility>
 
 #include "net/address_bytes.h"
 #include "qorbasic/net.h"
@@ -10,71 +12,55 @@
 namespace {
 
 using net_test::ip;
+using Texts = std::pair<const char*, const char*>;
 
 TEST(MACAddressTest, TextMustBeSixHexFieldsAndNothingMore) {
-    struct Case {
-        const char* text;
-        const char* printed;
-    } cases[] = {
-        {"01:23:45:67:89:ab", "01:23:45:67:89:ab"},    {"01:23:45:67:89:AB", "01:23:45:67:89:ab"},
-        {"1:2:3:4:5:6", "01:02:03:04:05:06"},          {"ff:ff:ff:ff:ff:ff", "ff:ff:ff:ff:ff:ff"},
-        {"01:23:45:67:89", "00:00:00:00:00:00"},       {"01:23:45:67:89:ab ", "00:00:00:00:00:00"},
-        {"01:23:45:67:89:ab:cd", "00:00:00:00:00:00"}, {"01-23-45-67-89-ab", "00:00:00:00:00:00"},
-        {"zz:23:45:67:89:ab", "00:00:00:00:00:00"},    {"", "00:00:00:00:00:00"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(MACAddress(std::string(c.text)).toString(), c.printed) << c.text;
+    const char* zero = "00:00:00:00:00:00";
+    const Texts cases[] = {{"01:23:45:67:89:ab", "01:23:45:67:89:ab"},
+                           {"01:23:45:67:89:AB", "01:23:45:67:89:ab"},
+                           {"1:2:3:4:5:6", "01:02:03:04:05:06"},
+                           {"ff:ff:ff:ff:ff:ff", "ff:ff:ff:ff:ff:ff"},
+                           {"01:23:45:67:89", zero},
+                           {"01:23:45:67:89:ab ", zero},
+                           {"01:23:45:67:89:ab:cd", zero},
+                           {"01-23-45-67-89-ab", zero},
+                           {"zz:23:45:67:89:ab", zero},
+                           {"", zero}};
+    for (const auto& [text, printed] : cases) {
+        EXPECT_EQ(MACAddress(std::string(text)).toString(), printed) << text;
     }
     // A NUL inside the text counts as trailing text.
     EXPECT_EQ(MACAddress(std::string("01:23:45:67:89:ab\0x", 19)), MACAddress::ZERO);
-}
-
-TEST(MACAddressTest, AssignmentFromBadTextClearsEarlierBytes) {
+    // Assigning bad text clears the earlier bytes.
     MACAddress mac(std::string("01:23:45:67:89:ab"));
     mac = std::string("nonsense");
     EXPECT_EQ(mac, MACAddress::ZERO);
-}
-
-TEST(MACAddressTest, ConstantsAndRawBytes) {
-    EXPECT_EQ(MACAddress().toString(), "00:00:00:00:00:00");
-    EXPECT_EQ(MACAddress::ZERO.toString(), "00:00:00:00:00:00");
-    EXPECT_EQ(MACAddress::BROADCAST.toString(), "ff:ff:ff:ff:ff:ff");
     const unsigned char raw[6] = {0x4a, 0x06, 0x6a, 1, 2, 3};
-    MACAddress mac(raw);
-    EXPECT_EQ(mac.toString(), "4a:06:6a:01:02:03");
-    EXPECT_EQ(std::memcmp(mac.bytes(), raw, 6), 0);
+    EXPECT_EQ(MACAddress(raw).toString(), "4a:06:6a:01:02:03");
+    EXPECT_EQ(std::memcmp(MACAddress(raw).bytes(), raw, 6), 0);
 }
 
-TEST(SockAddrTest, TextFormsByFamily) {
-    struct Case {
-        SockAddr value;
-        const char* printed;
-    } cases[] = {
-        {SockAddr(AF_INET), "0.0.0.0:0"},
-        {SockAddr(AF_INET6), "[::]:0"},
-        {SockAddr(ip("1.2.3.4")), "1.2.3.4:0"},
-        {SockAddr(ip("::1")), "[::1]:0"},
-        {SockAddr(IPAddress()), ""},
-        {SockAddr(AF_UNIX), ""},
-    };
-    for (const Case& c : cases) EXPECT_EQ(c.value.toString(), c.printed);
-    EXPECT_EQ(SockAddr(AF_INET).getPort(), 0);
-    EXPECT_EQ(SockAddr(IPAddress()).addressFamily(), 0);
-}
+TEST(SockAddrTest, TextFormsByFamilyAndPortSurvivesNewAddress) {
+    const std::pair<SockAddr, const char*> cases[] = {{SockAddr(AF_INET), "0.0.0.0:0"},
+                                                      {SockAddr(AF_INET6), "[::]:0"},
+                                                      {SockAddr(ip("1.2.3.4")), "1.2.3.4:0"},
+                                                      {SockAddr(ip("::1")), "[::1]:0"},
+                                                      {SockAddr(IPAddress()), ""},
+                                                      {SockAddr(AF_UNIX), ""}};
+    for (const auto& [value, printed] : cases) EXPECT_EQ(value.toString(), printed);
 
-TEST(SockAddrTest, PortPrintsUnsignedAndSurvivesNewAddress) {
     SockAddr sa(ip("10.0.0.1"));
+    EXPECT_EQ(sa.getPort(), 0);
     reinterpret_cast<sockaddr_in*>(sa.getSA())->sin_port = htons(8080);
     sa = ip("10.0.0.2");
     EXPECT_EQ(sa.getPort(), 8080);
     EXPECT_EQ(sa.toString(), "10.0.0.2:8080");
+    EXPECT_EQ(IPAddress(sa), ip("10.0.0.2"));
     sa = std::string("2001:db8::7");
     EXPECT_EQ(sa.getPort(), 8080);
-    EXPECT_EQ(sa.toString(), "[2001:db8::7]:8080");
-
+    EXPECT_EQ(IPAddress(sa), ip("2001:db8::7"));
     reinterpret_cast<sockaddr_in6*>(sa.getSA())->sin6_port = htons(65535);
     EXPECT_EQ(sa.toString(), "[2001:db8::7]:65535");
-
     sa = IPAddress();
     EXPECT_EQ(sa.addressFamily(), 0);
     EXPECT_EQ(sa.getPort(), 0);
@@ -103,46 +89,29 @@ TEST(SockAddrTest, EqualityComparesPortAndTheBytesBehindTheAddress) {
     EXPECT_TRUE(copy == a.getSA());
 }
 
-TEST(SockAddrTest, IPAddressReadsBackFromSockAddr) {
-    EXPECT_EQ(IPAddress(SockAddr(ip("1.2.3.4"))), ip("1.2.3.4"));
-    EXPECT_EQ(IPAddress(SockAddr(ip("fe80::1"))), ip("fe80::1"));
-}
-
-TEST(IPUtilsTest, AddressFamilyGuessesFromFirstFiveCharacters) {
-    struct Case {
-        const char* text;
-        unsigned short family;
-    } cases[] = {
+TEST(IPUtilsTest, TextHelpersGuessFamilyAndReadPrefixes) {
+    const std::pair<const char*, unsigned short> families[] = {
         {"::1", AF_INET6}, {"fe80::1", AF_INET6}, {"1.2.3.4", AF_INET}, {"", 0},
-        {"12345", 0},      {"ab.cd", AF_INET},    {"123456.7", 0},      {"1234:", AF_INET6},
-    };
-    for (const Case& c : cases) EXPECT_EQ(IPUtils::addressFamily(c.text), c.family) << c.text;
-}
-
-TEST(IPUtilsTest, CidrTextHelpers) {
-    EXPECT_TRUE(IPUtils::isCidr("10.0.0.0/8"));
-    EXPECT_TRUE(IPUtils::isCidr("::/128"));
-    EXPECT_FALSE(IPUtils::isCidr("10.0.0.0"));
-    EXPECT_FALSE(IPUtils::isCidr("/8"));
-    EXPECT_FALSE(IPUtils::isCidr("10.0.0.0/1234"));
-    EXPECT_EQ(IPUtils::plainAddr("10.0.0.0/8"), "10.0.0.0");
-    EXPECT_EQ(IPUtils::plainAddr("10.0.0.0"), "10.0.0.0");
-    EXPECT_EQ(IPUtils::plainAddr("a/b/c"), "a/b");
-}
-
-TEST(IPUtilsTest, PrefixLengthFromText) {
-    struct Case {
-        const char* text;
-        unsigned short prefix;
-    } cases[] = {
+        {"12345", 0},      {"ab.cd", AF_INET},    {"123456.7", 0},      {"1234:", AF_INET6}};
+    for (const auto& [text, family] : families) {
+        EXPECT_EQ(IPUtils::addressFamily(text), family) << text;
+    }
+    const std::pair<const char*, unsigned short> prefixes[] = {
         {"10.0.0.0/8", 8}, {"10.0.0.0", 32},    {"::1", 128},      {"garbage", 0},
-        {"::/0", 0},       {"10.0.0.0/40", 40}, {"garbage/12", 0}, {"1.2.3.4/ 7", 7},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(IPUtils::prefixLengthFromCidr(c.text), c.prefix) << c.text;
+        {"::/0", 0},       {"10.0.0.0/40", 40}, {"garbage/12", 0}, {"1.2.3.4/ 7", 7}};
+    for (const auto& [text, prefix] : prefixes) {
+        EXPECT_EQ(IPUtils::prefixLengthFromCidr(text), prefix) << text;
+    }
     EXPECT_THROW(IPUtils::prefixLengthFromCidr("10.0.0.0/x"), std::invalid_argument);
     EXPECT_EQ(IPUtils::prefixLengthFromNetmask("255.255.240.0"), 20);
     EXPECT_EQ(IPUtils::prefixLengthFromNetmask("garbage"), 0);
+    for (const char* text : {"10.0.0.0/8", "::/128"}) EXPECT_TRUE(IPUtils::isCidr(text));
+    for (const char* text : {"10.0.0.0", "/8", "10.0.0.0/1234"}) {
+        EXPECT_FALSE(IPUtils::isCidr(text)) << text;
+    }
+    EXPECT_EQ(IPUtils::plainAddr("10.0.0.0/8"), "10.0.0.0");
+    EXPECT_EQ(IPUtils::plainAddr("10.0.0.0"), "10.0.0.0");
+    EXPECT_EQ(IPUtils::plainAddr("a/b/c"), "a/b");
 }
 
 TEST(IPUtilsTest, MakeNetmaskLeavesOutputAloneOnFailure) {
@@ -154,23 +123,19 @@ TEST(IPUtilsTest, MakeNetmaskLeavesOutputAloneOnFailure) {
 }
 
 TEST(IPUtilsTest, QormacTakesTheLastThreeBytesOfTheAddress) {
-    struct Case {
-        const char* address;
-        const char* mac;
-    } cases[] = {
-        {"10.1.2.3", "4a:06:6a:01:02:03"},
-        {"2001:db8::aa:bbcc", "4a:06:6a:aa:bb:cc"},
-        {"bad", "4a:06:6a:00:00:00"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(IPUtils::QORMAC(ip(c.address)).toString(), c.mac) << c.address;
+    const Texts cases[] = {{"10.1.2.3", "4a:06:6a:01:02:03"},
+                           {"2001:db8::aa:bbcc", "4a:06:6a:aa:bb:cc"},
+                           {"bad", "4a:06:6a:00:00:00"}};
+    for (const auto& [address, mac] : cases) {
+        EXPECT_EQ(IPUtils::QORMAC(ip(address)).toString(), mac) << address;
     }
 }
 
-TEST(IPUtilsFlatTest, NullPointersReturnZeroAndWriteNothing) {
+TEST(IPUtilsFlatTest, MacTextAndQormacRejectNullPointers) {
     unsigned char mac[6] = {7, 7, 7, 7, 7, 7};
     char text[18] = "untouched";
-    in_addr address{};
+    in_addr address;
+    inet_pton(AF_INET, "10.1.2.3", &address);
     EXPECT_EQ(iputils_str_to_mac(nullptr, "01:02:03:04:05:06"), 0);
     EXPECT_EQ(iputils_str_to_mac(mac, nullptr), 0);
     EXPECT_EQ(iputils_mac_to_str(nullptr, mac), 0);
@@ -179,21 +144,13 @@ TEST(IPUtilsFlatTest, NullPointersReturnZeroAndWriteNothing) {
     EXPECT_EQ(iputils_qormac(mac, nullptr), 0);
     EXPECT_EQ(mac[0], 7);
     EXPECT_STREQ(text, "untouched");
-}
 
-TEST(IPUtilsFlatTest, MacTextRoundTripAndQormac) {
-    unsigned char mac[6];
     EXPECT_EQ(iputils_str_to_mac(mac, "0a:1b:2c:3d:4e:5f"), 1);
-    char text[18];
     EXPECT_EQ(iputils_mac_to_str(text, mac), 1);
     EXPECT_STREQ(text, "0a:1b:2c:3d:4e:5f");
-
     // Unreadable text still succeeds, with a zero address.
     EXPECT_EQ(iputils_str_to_mac(mac, "nonsense"), 1);
     EXPECT_EQ(MACAddress(mac), MACAddress::ZERO);
-
-    in_addr address;
-    inet_pton(AF_INET, "10.1.2.3", &address);
     EXPECT_EQ(iputils_qormac(mac, &address), 1);
     EXPECT_EQ(MACAddress(mac).toString(), "4a:06:6a:01:02:03");
 }

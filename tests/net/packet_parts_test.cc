@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <tuple>
 #include <vector>
 
 #include "qorbasic/log.h"
@@ -9,22 +11,12 @@ namespace {
 
 using NetworkUtils::PacketParts;
 
-// Offsets of the parts from the start of the packet, -1 for null.
-struct Offsets {
-    int ipv4, ip_payload, ipv6, icmp, icmp_payload, tcp, tcp_payload, udp, udp_payload, proto255;
-    bool operator==(const Offsets& o) const {
-        return ipv4 == o.ipv4 && ip_payload == o.ip_payload && ipv6 == o.ipv6 && icmp == o.icmp &&
-               icmp_payload == o.icmp_payload && tcp == o.tcp && tcp_payload == o.tcp_payload &&
-               udp == o.udp && udp_payload == o.udp_payload && proto255 == o.proto255;
-    }
-};
-
-std::ostream& operator<<(std::ostream& out, const Offsets& o) {
-    return out << "ipv4=" << o.ipv4 << " ip_payload=" << o.ip_payload << " ipv6=" << o.ipv6
-               << " icmp=" << o.icmp << "+" << o.icmp_payload << " tcp=" << o.tcp << "+"
-               << o.tcp_payload << " udp=" << o.udp << "+" << o.udp_payload
-               << " proto255=" << o.proto255;
-}
+// Offsets of the parts from the start of the packet, -1 for null, in the order
+// ipv4, ip_payload, ipv6, icmp, icmp_payload, tcp, tcp_payload, udp,
+// udp_payload, proto255.
+using Offsets = std::array<int, 10>;
+constexpr int N = -1;
+constexpr Offsets NONE = {N, N, N, N, N, N, N, N, N, N};
 
 Offsets offsets_of(const PacketParts& p, const char* base) {
     auto at = [base](const char* part) { return part ? static_cast<int>(part - base) : -1; };
@@ -40,13 +32,7 @@ std::vector<char> packet(int length, unsigned char first, unsigned char protocol
 }
 
 TEST(PacketPartsTest, FindsHeadersAtFixedOffsetsWithinThePacket) {
-    const int N = -1;
-    struct Case {
-        const char* what;
-        int length;
-        unsigned char first, protocol;
-        Offsets expected;
-    } cases[] = {
+    const std::tuple<const char*, int, unsigned char, unsigned char, Offsets> cases[] = {
         {"tcp header at the end", 20, 0x45, 6, {0, N, N, N, N, N, N, N, N, N}},
         {"short ipv4, protocol unread", 10, 0x45, 6, {0, N, N, N, N, N, N, N, N, N}},
         {"icmp payload at the end", 48, 0x45, 1, {0, 20, N, 20, N, N, N, N, N, N}},
@@ -57,37 +43,27 @@ TEST(PacketPartsTest, FindsHeadersAtFixedOffsetsWithinThePacket) {
         {"other protocol", 30, 0x45, 47, {0, 20, N, N, N, N, N, N, N, N}},
         {"header longer than packet", 30, 0x4F, 6, {0, N, N, N, N, N, N, N, N, N}},
         {"ipv6", 40, 0x60, 6, {N, N, 0, N, N, N, N, N, N, N}},
-        {"version 5", 40, 0x50, 6, {N, N, N, N, N, N, N, N, N, N}},
-    };
-    for (const Case& c : cases) {
-        std::vector<char> bytes = packet(c.length, c.first, c.protocol);
-        PacketParts parts(bytes.data(), c.length);
-        EXPECT_EQ(parts.data, bytes.data()) << c.what;
-        EXPECT_EQ(parts.length, c.length) << c.what;
-        EXPECT_EQ(offsets_of(parts, bytes.data()), c.expected) << c.what;
+        {"version 5", 40, 0x50, 6, NONE}};
+    for (const auto& [what, length, first, protocol, expected] : cases) {
+        std::vector<char> bytes = packet(length, first, protocol);
+        PacketParts parts(bytes.data(), length);
+        EXPECT_EQ(parts.data, bytes.data()) << what;
+        EXPECT_EQ(parts.length, length) << what;
+        EXPECT_EQ(offsets_of(parts, bytes.data()), expected) << what;
     }
 }
 
-TEST(PacketPartsTest, EmptyOrNegativeLengthGivesEmptyView) {
+TEST(PacketPartsTest, EmptyLengthOrMissingBytesGiveEmptyView) {
     std::vector<char> bytes = packet(40, 0x45, 6);
-    for (int length : {0, -5}) {
-        PacketParts parts(bytes.data(), length);
+    for (int length : {0, -5, 40}) {
+        testing::internal::CaptureStderr();
+        PacketParts parts(length == 40 ? nullptr : bytes.data(), length);
+        std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(log.find("packet bytes missing") != std::string::npos, length == 40) << log;
         EXPECT_EQ(parts.data, nullptr);
         EXPECT_EQ(parts.length, 0);
-        EXPECT_EQ(offsets_of(parts, bytes.data()),
-                  (Offsets{-1, -1, -1, -1, -1, -1, -1, -1, -1, -1}));
+        EXPECT_EQ(offsets_of(parts, bytes.data()), NONE) << length;
     }
-}
-
-TEST(PacketPartsTest, MissingBytesAreLoggedAndGiveEmptyView) {
-    testing::internal::CaptureStderr();
-    PacketParts parts(nullptr, 40);
-    std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_NE(log.find("packet bytes missing"), std::string::npos) << log;
-    EXPECT_EQ(parts.data, nullptr);
-    EXPECT_EQ(parts.length, 0);
-    EXPECT_EQ(parts.ipv4, nullptr);
-    EXPECT_EQ(parts.ipv6, nullptr);
 }
 
 TEST(PacketPartsTest, ShortHeaderIsLoggedAndLeavesNoTransportParts) {
@@ -96,7 +72,7 @@ TEST(PacketPartsTest, ShortHeaderIsLoggedAndLeavesNoTransportParts) {
     PacketParts parts(bytes.data(), 60);
     std::string log = testing::internal::GetCapturedStderr();
     EXPECT_NE(log.find("invalid packet header length"), std::string::npos) << log;
-    EXPECT_EQ(offsets_of(parts, bytes.data()), (Offsets{0, -1, -1, -1, -1, -1, -1, -1, -1, -1}));
+    EXPECT_EQ(offsets_of(parts, bytes.data()), (Offsets{0, N, N, N, N, N, N, N, N, N}));
 }
 
 TEST(PacketPartsDeathTest, ShortHeaderLeavesProcessAliveUnderDefaultAssertHandler) {
