@@ -125,23 +125,25 @@ const bool registered = [] {
                          std::ios::binary);
         doc.text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
-    for (const Document& doc : documents) {
-        add("Parse", &doc, "qorbasic", parseQorbasic);
+    const struct {
+        const char* op;
+        const char* impl;
+        Case run;
+    } cases[] = {
+        {"Parse", "qorbasic", parseQorbasic},   {"Serialize", "qorbasic", serializeQorbasic},
 #ifdef QOR_HAVE_NLOHMANN
-        add("Parse", &doc, "nlohmann", parseNlohmann);
+        {"Parse", "nlohmann", parseNlohmann},   {"Serialize", "nlohmann", serializeNlohmann},
 #endif
 #ifdef QOR_HAVE_RAPIDJSON
-        add("Parse", &doc, "rapidjson", parseRapidjson);
+        {"Parse", "rapidjson", parseRapidjson}, {"Serialize", "rapidjson", serializeRapidjson},
 #endif
-    }
-    for (const Document& doc : documents) {
-        add("Serialize", &doc, "qorbasic", serializeQorbasic);
-#ifdef QOR_HAVE_NLOHMANN
-        add("Serialize", &doc, "nlohmann", serializeNlohmann);
-#endif
-#ifdef QOR_HAVE_RAPIDJSON
-        add("Serialize", &doc, "rapidjson", serializeRapidjson);
-#endif
+    };
+    for (const char* op : {"Parse", "Serialize"}) {
+        for (const Document& doc : documents) {
+            for (const auto& c : cases) {
+                if (std::string(c.op) == op) add(op, &doc, c.impl, c.run);
+            }
+        }
     }
     return true;
 }();
