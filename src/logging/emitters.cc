@@ -76,4 +76,11 @@ void stderr_emitter(const qor_loglevel_impl*, const std::string& headers,
     write_line(stderr, headers, content);
 }
 
+void stdout_emitter(const qor_loglevel_impl*, const std::string& headers,
+                    const std::string& content) {
+    write_line(stdout, headers, content);
+}
+
+void null_emitter(const qor_loglevel_impl*, const std::string&, const std::string&) {}
+
 }  // namespace BasicLog

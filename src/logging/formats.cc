@@ -2,8 +2,10 @@
 // one line from them.
 #include "logging/formats.h"
 
+#include <charconv>
 #include <cstring>
 
+#include "json/json_internal.h"
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
 #include "time/timestamp_format.h"
@@ -20,6 +22,25 @@ void escape_bytes(char* data, size_t size) {
             data[i] = '?';
         }
     }
+}
+
+// The level and the local time, as the standard headers show them.
+struct HeaderFields {
+    const char* level;
+    size_t level_length;
+    long local_ticks;
+    char stamp[qor::detail::kTimestampBufferSize];
+    int stamp_length;
+
+    explicit HeaderFields(const BasicLog::MessageHeaders& headers)
+        : level(loglevel_fullname(headers.loglevel())),
+          level_length(std::strlen(level)),
+          local_ticks(gmt_to_local(headers.timestamp())),
+          stamp_length(qor::detail::format_timestamp(stamp, local_ticks, true, ' ')) {}
+};
+
+void append_json_string(std::string& out, const std::string& text) {
+    qor::detail::append_json_string(out, text.data(), text.size());
 }
 
 }  // namespace
@@ -41,24 +62,53 @@ void compose_line(std::string& out, const std::string& headers, const std::strin
     if ((flags & kLineNewline) != 0) out += '\n';
 }
 
+void append_json_string(std::string& out, const char* data, size_t size) {
+    size_t start = out.size();
+    JsonWriter::appendString(out, data, size);
+    for (size_t at = out.find('\0', start); at != std::string::npos; at = out.find('\0', at)) {
+        out.replace(at, 1, "\\u0000");
+    }
+}
+
 }  // namespace detail
 }  // namespace qor
 
 namespace BasicLog {
 
 void standard_format_headers(std::string& out, const MessageHeaders& headers) {
-    const char* level = loglevel_fullname(headers.loglevel());
-    size_t level_length = std::strlen(level);
-    char stamp[qor::detail::kTimestampBufferSize];
-    int stamp_length =
-        qor::detail::format_timestamp(stamp, gmt_to_local(headers.timestamp()), true, ' ');
+    HeaderFields fields(headers);
     out.clear();
-    out.reserve(level_length + stamp_length + 3);
+    out.reserve(fields.level_length + fields.stamp_length + 3);
     out += '[';
-    out.append(level, level_length);
+    out.append(fields.level, fields.level_length);
     out += ' ';
-    out.append(stamp, stamp_length);
+    out.append(fields.stamp, fields.stamp_length);
     out += ']';
+}
+
+void levelonly_format_headers(std::string& out, const MessageHeaders& headers) {
+    out.assign("[");
+    out += loglevel_fullname(headers.loglevel());
+    out += ']';
+}
+
+// The text that a JsonHash of "level", "ticks" and "time" writes: keys in
+// sorted order, no white space, the ticks as a whole number.
+void json_format_headers(std::string& out, const MessageHeaders& headers) {
+    HeaderFields fields(headers);
+    char ticks[24];
+    char* ticks_end = std::to_chars(ticks, ticks + sizeof ticks, fields.local_ticks).ptr;
+    out.assign("{\"level\":");
+    qor::detail::append_json_string(out, fields.level, fields.level_length);
+    out += ",\"ticks\":";
+    out.append(ticks, ticks_end);
+    out += ",\"time\":";
+    qor::detail::append_json_string(out, fields.stamp, static_cast<size_t>(fields.stamp_length));
+    out += '}';
+}
+
+void null_format_headers(std::string& out, const MessageHeaders&) {
+    out.clear();
 }
 
 void standard_format_content(std::string& out, const MessageContent& content) {
@@ -77,6 +127,36 @@ void standard_format_content(std::string& out, const MessageContent& content) {
         out += '=';
         out += content.paramValue(i);
     }
+}
+
+// The text of a JsonHash with "msg" and, when there are parameters, "params":
+// an array of one-entry hashes, so that a name given twice stays twice.
+void json_format_content(std::string& out, const MessageContent& content) {
+    out.assign("{\"msg\":");
+    qor::detail::append_json_string(out, content.text(), std::strlen(content.text()));
+    int count = content.paramCount();
+    if (count > 0) {
+        out += ",\"params\":[";
+        for (int i = 0; i < count; ++i) {
+            if (i > 0) out += ',';
+            out += '{';
+            append_json_string(out, content.paramName(i));
+            out += ':';
+            append_json_string(out, content.paramValue(i));
+            out += '}';
+        }
+        out += ']';
+    }
+    out += '}';
+}
+
+void null_format_content(std::string& out, const MessageContent&) {
+    out.clear();
+}
+
+std::string& logging_escape(std::string& text) {
+    if (!text.empty()) escape_bytes(&text[0], text.size());
+    return text;
 }
 
 }  // namespace BasicLog

@@ -23,6 +23,11 @@ constexpr unsigned kLineNewline = 2;
 void compose_line(std::string& out, const std::string& headers, const std::string& content,
                   unsigned flags);
 
+// Appends `data` as a quoted JSON string, with the escapes of the JSON writer
+// and \u0000 for a NUL, which would otherwise end the line for a writer that
+// prints with "%s".
+void append_json_string(std::string& out, const char* data, size_t size);
+
 }  // namespace detail
 }  // namespace qor
 
