@@ -257,15 +257,10 @@ JsonString* JsonParser::parseStringNode(unsigned int& pos) const {
 JsonNum* JsonParser::parseNumber(unsigned int& pos) const {
     unsigned int length = numberLength(pos);
     if (length == 0) return nullptr;
-    JsonNum* number = new JsonNum(std::string());
-    try {
-        number->text_.assign(text_ + pos, length);
-    } catch (...) {
-        delete number;
-        throw;
-    }
+    std::unique_ptr<JsonNum> number(new JsonNum(std::string()));
+    number->text_.assign(text_ + pos, length);
     pos += length;
-    return number;
+    return number.release();
 }
 
 // The common decimal form, -?D*(.D*)?([eE][+-]?D+)?, is measured here
