@@ -1,9 +1,13 @@
-// Scope-bound holders of an open descriptor and of an open stream.
+// Scope-bound holders of an open descriptor and of an open stream, and the
+// one way the library opens a file it reads or rewrites.
 #ifndef QORBASIC_SRC_FILES_FILE_HANDLES_H
 #define QORBASIC_SRC_FILES_FILE_HANDLES_H
 
+#include <dirent.h>
+#include <sys/types.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdio>
 
 namespace FileUtils {
@@ -43,9 +47,35 @@ class UniqueFile {
     FILE* stream_;
 };
 
+class UniqueDir {
+  public:
+    explicit UniqueDir(DIR* dir) : dir_(dir) {}
+    ~UniqueDir() {
+        if (dir_ != nullptr) closedir(dir_);
+    }
+    UniqueDir(const UniqueDir&) = delete;
+    UniqueDir& operator=(const UniqueDir&) = delete;
+
+  private:
+    DIR* dir_;
+};
+
 // read() and write() that go on after a signal interrupted them.
 ssize_t read_retrying(int fd, void* data, size_t length);
 ssize_t write_retrying(int fd, const void* data, size_t length);
+// Writes all `length` bytes; false at the first failed write.
+bool write_all(int fd, const void* data, size_t length);
+
+// open() for a file the library reads or rewrites. It opens non-blocking, so
+// that a FIFO or a device planted at the path cannot hold the caller (and
+// any lock it holds) in open(), and hands out only a regular file or a
+// directory: anything else is closed again and gives -1 with errno ENXIO.
+// A directory passes because it cannot block; reading or writing it fails
+// later with the status each caller already reports for that. O_NONBLOCK is
+// cleared before the descriptor is handed out.
+int open_file(const char* path, int flags, mode_t mode = 0);
+// open_file as a stdio stream of `stdio_mode` ("r" or "w"); null on failure.
+FILE* open_stream(const char* path, int flags, const char* stdio_mode);
 
 }  // namespace internal
 }  // namespace FileUtils
