@@ -26,6 +26,10 @@ bool is_symlink(const QRSTR& path) {
 }
 
 constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+// Each level of a removal holds a descriptor and a stack frame, so a tree
+// built deep on purpose must not take them all. Paths of at most 4096 bytes
+// reach no deeper than this, so nothing a path could name is left over.
+constexpr int kDeepestLevel = 2048;
 
 bool is_dot_or_dotdot(const char* name) {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
@@ -38,7 +42,7 @@ bool is_dot_or_dotdot(const char* name) {
 // link is opened with O_NOFOLLOW and so refused, and one that it renames
 // away keeps being emptied where it went, so nothing outside the tree is
 // ever reached. Other entries go before subdirectories.
-void empty_directory(int fd) {
+void empty_directory(int fd, int level) {
     DIR* stream = fdopendir(fd);
     if (stream == nullptr) {
         close(fd);
@@ -63,8 +67,8 @@ void empty_directory(int fd) {
         }
     }
     for (const std::string& name : subdirectories) {
-        const int child = openat(at, name.c_str(), kOpenDirectory);
-        if (child >= 0) empty_directory(child);
+        const int child = level < kDeepestLevel ? openat(at, name.c_str(), kOpenDirectory) : -1;
+        if (child >= 0) empty_directory(child, level + 1);
         // Swapped for a link or a file since the look: that entry goes instead.
         if (unlinkat(at, name.c_str(), AT_REMOVEDIR) != 0 && errno == ENOTDIR) {
             unlinkat(at, name.c_str(), 0);
@@ -128,7 +132,7 @@ CommandResult removeRecursively(const QRSTR& path) {
     // A top path that is a link loses the link only; what it names is not ours.
     if (is_symlink(path) || !dirExists(path)) return removeFile(path);
     const int fd = open(path.ptr(), kOpenDirectory);
-    if (fd >= 0) empty_directory(fd);
+    if (fd >= 0) empty_directory(fd, 1);
     return removeDir(path);
 }
 
