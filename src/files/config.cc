@@ -1,6 +1,8 @@
 // ConfigUtils: reading and rewriting key/value configuration files.
 #include "qorbasic/config.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -12,6 +14,7 @@
 #include "qorbasic/files.h"
 #include "qorbasic/status.h"
 #include "qorbasic/strings.h"
+#include "files/file_handles.h"
 #include "files/line_reader.h"
 
 namespace ConfigUtils {
@@ -50,6 +53,25 @@ bool is_safe_value(const std::string& value) {
 bool is_safe_key(const std::string& key, char separator) {
     return is_safe_value(key) && key.find_first_of("=#") == std::string::npos &&
            key.find(separator) == std::string::npos;
+}
+
+// The whole file. It is opened through open_file, so a FIFO or device at the
+// path is refused instead of waited on with the lock held; a directory fails
+// at its first read, whatever size it reports.
+bool read_whole(const std::string& path, std::string& text) {
+    FileUtils::internal::UniqueFd fd(
+        FileUtils::internal::open_file(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd.valid()) {
+        return false;
+    }
+    char block[4096];
+    for (;;) {
+        const ssize_t count = FileUtils::internal::read_retrying(fd.get(), block, sizeof block);
+        if (count <= 0) {
+            return count == 0;
+        }
+        text.append(block, static_cast<std::size_t>(count));
+    }
 }
 
 }  // namespace
@@ -111,13 +133,11 @@ bool getConfig(const std::string& path, ConfigMap& config, char separator) {
     if (!lock.is_valid()) {
         return false;
     }
-    // Read whole through readBinaryFile, which refuses a FIFO or device
-    // instead of waiting in open() with the lock held.
-    std::vector<char> bytes;
-    if (is_error(FileUtils::readBinaryFile(bytes, path).status)) {
+    std::string text;
+    if (!read_whole(path, text)) {
         return false;
     }
-    std::istringstream in(std::string(bytes.begin(), bytes.end()));
+    std::istringstream in(text);
     return getConfig(in, config, separator);
 }
 

@@ -31,34 +31,26 @@ class UniqueFd {
     int fd_;
 };
 
-class UniqueFile {
+// Owner of a stream or directory of the C library, closed with `Close`.
+template <typename Handle, int (*Close)(Handle*)>
+class UniqueHandle {
   public:
-    explicit UniqueFile(FILE* stream) : stream_(stream) {}
-    ~UniqueFile() {
-        if (stream_ != nullptr) fclose(stream_);
+    explicit UniqueHandle(Handle* handle) : handle_(handle) {}
+    ~UniqueHandle() {
+        if (handle_ != nullptr) Close(handle_);
     }
-    UniqueFile(const UniqueFile&) = delete;
-    UniqueFile& operator=(const UniqueFile&) = delete;
+    UniqueHandle(const UniqueHandle&) = delete;
+    UniqueHandle& operator=(const UniqueHandle&) = delete;
 
-    FILE* get() const { return stream_; }
-    bool valid() const { return stream_ != nullptr; }
+    Handle* get() const { return handle_; }
+    bool valid() const { return handle_ != nullptr; }
 
   private:
-    FILE* stream_;
+    Handle* handle_;
 };
 
-class UniqueDir {
-  public:
-    explicit UniqueDir(DIR* dir) : dir_(dir) {}
-    ~UniqueDir() {
-        if (dir_ != nullptr) closedir(dir_);
-    }
-    UniqueDir(const UniqueDir&) = delete;
-    UniqueDir& operator=(const UniqueDir&) = delete;
-
-  private:
-    DIR* dir_;
-};
+using UniqueFile = UniqueHandle<FILE, fclose>;
+using UniqueDir = UniqueHandle<DIR, closedir>;
 
 // read() and write() that go on after a signal interrupted them.
 ssize_t read_retrying(int fd, void* data, size_t length);
