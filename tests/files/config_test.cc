@@ -163,14 +163,12 @@ TEST(ConfigFailureTest, FifoAtTheConfigPathIsRefusedWithoutBlocking) {
         CHILD_CHECK(!ConfigUtils::getConfig(fifo, config, '='));
         CHILD_CHECK(!ConfigUtils::setConfigValue(fifo, "a", "1"));
         CHILD_CHECK(!ConfigUtils::writeConfig(fifo, ConfigMap{{"a", "1"}}, '='));
-        CHILD_CHECK(!ConfigUtils::removeConfigValue(fifo, "a", '='));
         CHILD_CHECK(FileUtils::readTextFile(lines, fifo).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(FileUtils::readOneLine(line, fifo).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(FileUtils::readBinaryFile(bytes, fifo).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(FileUtils::writeFile(fifo, "x", true).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(FileUtils::copyFile(fifo, dir.path("copy"), true).status == STATUS_OPEN_FAILED);
-        CHILD_CHECK(FileUtils::copyFile(file, fifo, true).status == STATUS_OPEN_FAILED);
-        return FileUtils::diffFile(fifo, fifo);
+        return FileUtils::copyFile(file, fifo, true).status == STATUS_OPEN_FAILED;
     }));
 }
 
