@@ -1,5 +1,10 @@
 include(CMakePackageConfigHelpers)
 
+# Clients need C++17 or later: the exported target says so as a compile
+# feature, which raises a client's standard to 17 where it is lower and
+# leaves a later one alone.
+target_compile_features(qorbasic INTERFACE cxx_std_17)
+
 install(TARGETS qorbasic EXPORT qorbasicTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
