@@ -33,11 +33,15 @@ g++ -std=c++17 "$work/client/client.cc" $flags -o "$work/client/pc_client"
 
 for client in "$work/client/build/client" "$work/client/pc_client"; do
     # The client must load the packaged library, not one installed elsewhere.
-    LD_LIBRARY_PATH="$usr/lib" ldd "$client" | grep -q "$usr/lib/libqorbasic.so.0" ||
+    libs=$(LD_LIBRARY_PATH="$usr/lib" ldd "$client")
+    grep -q "$usr/lib/libqorbasic.so.0" <<<"$libs" ||
         { echo "$client does not load the packaged library"; exit 1; }
     out=$(LD_LIBRARY_PATH="$usr/lib" "$client" 2>&1)
     grep -q "setting read back: listen_port=8080" <<<"$out" ||
         { echo "$client printed:"; echo "$out"; exit 1; }
 done
+# The tool comes with the runtime.
+LD_LIBRARY_PATH="$usr/lib" "$usr/bin/qorbasic" cidr contains 10.0.0.0/8 10.1.2.3 ||
+    { echo "the packaged qorbasic tool does not run"; exit 1; }
 echo "packages: the example client builds (find_package, pkg-config) and runs against them"
 echo "$out"
