@@ -3,12 +3,12 @@
 // A source is a named logger, got once per source file and kept; a log call
 // asks the source first and builds nothing when the level is filtered out:
 //
-//   static BasicLog::Source* log = BasicLog::make_logsource_instance(__FILE__);
-//   if (log->would_send(QOR_LOGLEVEL_WARN)) {
-//       BasicLog::LogMessageBuilder(log->receiver(), log->name().c_str(),
+//   static BasicLog::Source* logger = BasicLog::make_logsource_instance(__FILE__);
+//   if (logger->would_send(QOR_LOGLEVEL_WARN)) {
+//       BasicLog::LogMessageBuilder(logger->receiver(), logger->name().c_str(),
 //                                   QOR_LOGLEVEL_WARN, "connect failed",
 //                                   __FILE__, __func__)
-//           .add("host", host).addInt("port", port).addErrno();
+//           .add("host", "a").addInt("port", 80).addErrno();
 //   }
 //
 // The builder's destructor submits the message. Without any set-up every
