@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "panic/crash_child.h"
+#include "qorbasic/panic.h"
 
 namespace {
 
@@ -78,6 +80,37 @@ TEST(PanicReport, NullWriteReportsInFileAndOnStandardErrorThenEndsBySigill) {
     ASSERT_EQ(crash.files.size(), 1u);
     EXPECT_EQ(crash.files[crash.report_name()], crash.err);
     EXPECT_EQ(crash.modes[crash.report_name()], 0600u);
+}
+
+// The handler is held up writing to a standard error that nobody reads,
+// after the file is written; meanwhile another thread reads the buffer.
+TEST(PanicReport, MarkerStandsInTheBufferButNotInTheReport) {
+    static std::string dir;
+    Crash crash = crash_in_child(
+        [] {
+            int fds[2];
+            if (pipe(fds) != 0) _exit(2);
+            fcntl(fds[1], F_SETFL, O_NONBLOCK);
+            const std::string fill(4096, 'f');
+            while (write(fds[1], fill.data(), fill.size()) > 0) {
+            }
+            fcntl(fds[1], F_SETFL, 0);
+            dup2(fds[1], 2);
+            pthread_t thread;
+            pthread_create(&thread, nullptr, [](void*) -> void* { write_null(); return nullptr; }, nullptr);
+            const std::string marker = "._panic_msg._panic_msg._panic_msg\n\n";
+            for (int wait = 0; wait < 1500; ++wait) {
+                usleep(1000);
+                for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+                    const std::string report = panic_test::read_all(entry.path().string());
+                    if (report.empty() || report != std::string(_panic_msg + marker.size())) continue;
+                    _exit(std::string(_panic_msg, marker.size()) == marker ? 42 : 1);
+                }
+            }
+            _exit(3);
+        },
+        [](const std::string& report_dir) { dir = report_dir; });
+    EXPECT_TRUE(WIFEXITED(crash.status) && WEXITSTATUS(crash.status) == 42) << crash.status;
 }
 
 int divide(volatile int divisor) { return 7 / divisor; }
