@@ -6,7 +6,7 @@
 // CommandResult whose status is a code of qorbasic/status.h (success is 1):
 //
 //   std::string path;
-//   FileUtils::join_filename(path, dir, "settings.conf");
+//   FileUtils::join_filename(path, "/etc/app", "settings.conf");
 //   {
 //       FileUtils::ScopedFileLock lock(path);      // waits for other holders
 //       if (!lock.is_valid()) return false;

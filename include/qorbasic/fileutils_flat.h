@@ -3,8 +3,8 @@
 // results, text copied into the caller's buffer.
 //
 //   char dir[256];
-//   if (fileutils_tempdir_path(dir, sizeof dir) == 0) { ... }      // A: 0 is success
-//   if (configutils_writeconfig(path, "port", "8080") == 1) { ... } // B: 1 is success
+//   if (fileutils_tempdir_path(dir, sizeof dir) == 0) { ... }          // A: 0 is success
+//   if (configutils_writeconfig("app.conf", "port", "8080") == 1) { ... } // B: 1 is success
 //
 // Mind the result conventions; they differ even between neighbours:
 //   A  0 success, 1 failure: fileutils_remove_*, fileutils_move_file, and

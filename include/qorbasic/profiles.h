@@ -16,8 +16,8 @@
 //   }
 //
 //   std::vector<ProfileInfo*> profiles;
-//   ClearVectorPolicy<ProfileInfo> free_them(profiles);
 //   ProfileInfo::load_profiles(profiles);   // sorted by caption
+//   for (ProfileInfo* p : profiles) delete p;   // the caller owns them
 //
 // Surprising cases:
 // - Listing writes to disk: load_profiles renames duplicate captions
