@@ -34,6 +34,46 @@ void write_line(std::FILE* stream, const std::string& headers, const std::string
     if (line.capacity() > kKeptLineCapacity) std::string().swap(line);
 }
 
+// The two halves of a line. Formatting into the thread's kept strings costs no
+// allocation once they have grown; an emitter that hands the message on to
+// another emitter on the same thread finds them in use and gets strings of its
+// own.
+struct KeptHalves {
+    std::string headers;
+    std::string content;
+    bool in_use = false;
+};
+
+thread_local KeptHalves t_halves;
+
+class LineHalves {
+  public:
+    LineHalves() : kept_(t_halves.in_use ? nullptr : &t_halves) {
+        if (kept_ == nullptr) return;
+        kept_->in_use = true;
+        kept_->headers.clear();
+        kept_->content.clear();
+    }
+    ~LineHalves() {
+        if (kept_ == nullptr) return;
+        kept_->in_use = false;
+        if (kept_->headers.capacity() + kept_->content.capacity() > kKeptLineCapacity) {
+            std::string().swap(kept_->headers);
+            std::string().swap(kept_->content);
+        }
+    }
+    LineHalves(const LineHalves&) = delete;
+    LineHalves& operator=(const LineHalves&) = delete;
+
+    std::string& headers() { return kept_ != nullptr ? kept_->headers : headers_; }
+    std::string& content() { return kept_ != nullptr ? kept_->content : content_; }
+
+  private:
+    KeptHalves* kept_;
+    std::string headers_;
+    std::string content_;
+};
+
 }  // namespace
 
 namespace BasicLog {
@@ -53,11 +93,10 @@ void Emitter::formatContent(std::string& out, const MessageContent& content) con
 // lock that this thread holds.
 void Emitter::processMessage(const LogMessage& message) {
     qor::detail::LogPathMark emitting;
-    std::string headers;
-    std::string content;
-    formatHeaders(headers, message.headers());
-    formatContent(content, message.body());
-    send_one_line(message.headers().loglevel(), headers, content);
+    LineHalves halves;
+    formatHeaders(halves.headers(), message.headers());
+    formatContent(halves.content(), message.body());
+    send_one_line(message.headers().loglevel(), halves.headers(), halves.content());
 }
 
 StderrEmitter::~StderrEmitter() = default;
