@@ -12,6 +12,7 @@
 #include "qorbasic/url.h"
 #include "qorbasic/status.h"
 #include "qorbasic/threads.h"
+#include "qorbasic/tasks.h"
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
 #include "qorbasic/files.h"
