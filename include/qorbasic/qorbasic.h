@@ -13,6 +13,7 @@
 #include "qorbasic/status.h"
 #include "qorbasic/threads.h"
 #include "qorbasic/tasks.h"
+#include "qorbasic/actors.h"
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
 #include "qorbasic/files.h"
