@@ -1,4 +1,5 @@
 #include "logging/rotated_file_emitter.h"
+#include "qorbasic/timeutils.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -26,49 +27,32 @@ namespace {
 
 constexpr long kSecond = 1000000L;
 constexpr long kDay = 86400 * kSecond;
-// 2018-04-01 13:05:09 UTC; the tests run with TZ=UTC, so local time too.
+// 2018-04-01 13:05:09 on the local clock, which names the files.
 constexpr long kT = 1522587909L * kSecond;
 
-// The emitter's clock reads the time that the calling thread set.
-thread_local long t_now = kT;
+// The emitter's clock reads the time that the calling thread set, given
+// in local time.
+thread_local long t_local = kT;
 long thread_clock() {
-    return t_now;
+    return local_to_gmt(t_local);
 }
 
-// A started file emitter in a temporary directory, on the test clock, with
-// the zone fixed to UTC so that names can be written down.
+// A started file emitter in a temporary directory, on the test clock.
 class FileEmitterTest : public testing::Test {
   protected:
-    void SetUp() override {
-        const char* zone = getenv("TZ");
-        saved_zone_ = zone != nullptr ? zone : "";
-        had_zone_ = zone != nullptr;
-        setenv("TZ", "UTC0", 1);
-        tzset();
-        qor::detail::set_file_emitter_clock(&thread_clock);
-        t_now = kT;
-    }
-    void TearDown() override {
-        qor::detail::set_file_emitter_clock(nullptr);
-        if (had_zone_) {
-            setenv("TZ", saved_zone_.c_str(), 1);
-        } else {
-            unsetenv("TZ");
-        }
-        tzset();
-    }
+    void SetUp() override { qor::detail::set_file_emitter_clock(&thread_clock); }
+    void TearDown() override { qor::detail::set_file_emitter_clock(nullptr); }
 
-    RotatedFileEmitterActor& start(const char* interval, const char* prefix, std::string dir = "") {
+    void start(const char* interval, const char* prefix, std::string dir = "") {
         actor_.reset(new RotatedFileEmitterActor(context_));
         dir_ = dir.empty() ? tree_.root() : dir;
         actor_->configProperty("dir", dir_.c_str());
         actor_->configProperty("prefix", prefix);
         if (interval != nullptr) actor_->configProperty("interval", interval);
         EXPECT_TRUE(actor_->verifyConfig() && actor_->asyncStartup());
-        return *actor_;
     }
     void log(const std::string& text, long at = 0) {
-        if (at != 0) t_now = at;
+        if (at != 0) t_local = at;
         emitter().send_one_line(QOR_LOGLEVEL_INFO, "[INFO h]", text);
     }
     BasicLog::Emitter& emitter() {
@@ -82,7 +66,8 @@ class FileEmitterTest : public testing::Test {
     }
     std::string file(const std::string& name) { return read_all(dir_ + "/" + name); }
     void age(const std::string& name, long modified) {
-        struct timespec times[2] = {{modified / kSecond, 0}, {modified / kSecond, 0}};
+        time_t utc = local_to_gmt(modified) / kSecond;
+        struct timespec times[2] = {{utc, 0}, {utc, 0}};
         ASSERT_EQ(utimensat(AT_FDCWD, tree_.path(name).c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
     }
 
@@ -90,10 +75,6 @@ class FileEmitterTest : public testing::Test {
     std::string dir_;
     qortest::TestContext context_{"logfile", "file_emitter"};
     std::unique_ptr<RotatedFileEmitterActor> actor_;
-
-  private:
-    std::string saved_zone_;
-    bool had_zone_ = false;
 };
 
 }  // namespace
@@ -193,24 +174,43 @@ TEST_F(FileEmitterTest, FailedOpensAndWritesLoseTheLineAndRecover) {
 
     // A directory, a link or a FIFO in place of the file.
     start("1 hour", "svc-");
+    const std::string hour_file = tree_.path("svc-20180401-13.log");
     tree_.file("target", "t");
     tree_.dir("svc-20180401-13.log");
     log("lost to a directory");
     EXPECT_EQ(current(), "");
-    rmdir(tree_.path("svc-20180401-13.log").c_str());
+    rmdir(hour_file.c_str());
     tree_.link(tree_.path("target"), "svc-20180401-13.log");
     log("lost to a link");
-    unlink(tree_.path("svc-20180401-13.log").c_str());
-    mkfifo(tree_.path("svc-20180401-13.log").c_str(), 0644);
+    unlink(hour_file.c_str());
+    mkfifo(hour_file.c_str(), 0644);
     log("lost to a FIFO, without blocking");
     EXPECT_EQ(current(), "");
     EXPECT_EQ(file("target"), "t");
-    unlink(tree_.path("svc-20180401-13.log").c_str());
+    unlink(hour_file.c_str());
     log("back");
     // Removed by another process while open: opened anew, nothing lost.
-    unlink(tree_.path("svc-20180401-13.log").c_str());
+    unlink(hour_file.c_str());
     log("after removal");
-    EXPECT_EQ(file("svc-20180401-13.log"), "[INFO h] after removal\n");
+    EXPECT_EQ(read_all(hour_file), "[INFO h] after removal\n");
+
+    // A file-size limit cuts a line, which is lost; once there is room
+    // again the next line starts on a line of its own.
+    EXPECT_EQ(files_test::run_in_child([&] {
+                  signal(SIGXFSZ, SIG_IGN);
+                  struct rlimit limit, small;
+                  getrlimit(RLIMIT_FSIZE, &limit);
+                  small = {read_all(hour_file).size() + 30, limit.rlim_max};
+                  log("0123456789");  // 20 bytes with headers and line end
+                  setrlimit(RLIMIT_FSIZE, &small);
+                  log("0123456789");
+                  setrlimit(RLIMIT_FSIZE, &limit);
+                  log("whole");
+                  return true;
+              }),
+              0);
+    EXPECT_EQ(read_all(hour_file),
+              "[INFO h] after removal\n[INFO h] 0123456789\n[INFO h] 0\n[INFO h] whole\n");
 
     // A directory that the process can't write to.
     tree_.open_to_all();
@@ -224,27 +224,6 @@ TEST_F(FileEmitterTest, FailedOpensAndWritesLoseTheLineAndRecover) {
     if (status == 77) GTEST_SKIP() << "can't drop to an unprivileged user";
     EXPECT_EQ(status, 0);
     EXPECT_FALSE(files_test::exists_no_follow(locked + "/svc-20180401-13.log"));
-}
-
-// A file-size limit cuts a line; the cut line is lost, and once there is
-// room again the next line starts on a line of its own.
-TEST_F(FileEmitterTest, ALineCutByTheFileSizeLimitLeavesTheNextLineWhole) {
-    int status = files_test::run_in_child([&] {
-        signal(SIGXFSZ, SIG_IGN);
-        struct rlimit limit;
-        getrlimit(RLIMIT_FSIZE, &limit);
-        struct rlimit small = {30, limit.rlim_max};
-        start("1 hour", "svc-");
-        log("0123456789");  // 20 bytes with headers and line end
-        setrlimit(RLIMIT_FSIZE, &small);
-        log("0123456789");
-        setrlimit(RLIMIT_FSIZE, &limit);
-        log("whole");
-        return true;
-    });
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(read_all(tree_.path("svc-20180401-13.log")),
-              "[INFO h] 0123456789\n[INFO h] 0\n[INFO h] whole\n");
 }
 
 TEST(UnbufferedFileWriterTest, ClosedWriterAndEmptyWrites) {
@@ -265,9 +244,9 @@ TEST_F(FileEmitterTest, ManyThreadsRotatingLoseAndSplitNoLine) {
     for (int w = 0; w < kThreads; ++w) {
         threads.emplace_back([&, w] {
             for (int i = 0; i < kLines; ++i) {
-                t_now = kT + ticket++ * 97 * 1000;  // a minute every ~620 lines
+                t_local = kT + ticket++ * 97 * 1000;  // a minute every ~620 lines
                 log("w" + std::to_string(w) + " i" + std::to_string(i) + " t" +
-                    std::to_string(t_now));
+                    std::to_string(t_local));
             }
         });
     }
