@@ -12,6 +12,8 @@
 #include "qorbasic/url.h"
 #include "qorbasic/status.h"
 #include "qorbasic/threads.h"
+#include "qorbasic/queues.h"
+#include "qorbasic/signals.h"
 #include "qorbasic/tasks.h"
 #include "qorbasic/actors.h"
 #include "qorbasic/log.h"
@@ -23,5 +25,6 @@
 #include "qorbasic/json.h"
 #include "qorbasic/json_validator.h"
 #include "qorbasic/net.h"
+#include "qorbasic/panic.h"
 
 #endif  // QORBASIC_QORBASIC_H

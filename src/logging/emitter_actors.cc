@@ -2,7 +2,18 @@
 
 #include <cstdio>
 
-#include "logging/pending_forms.h"
+#include "logging/formats.h"
+
+namespace {
+
+// "headers content" as one printable line.
+std::string escaped_line(const std::string& headers, const std::string& content) {
+    std::string line;
+    qor::detail::compose_line(line, headers, content, qor::detail::kLineEscaped);
+    return line;
+}
+
+}  // namespace
 
 namespace qor {
 namespace detail {
@@ -28,21 +39,6 @@ qrsvc::ActorInterface* PlainEmitterActor::findInterface(QRSTR const& name) {
 
 bool PlainEmitterActor::implAsyncStartup(ScopedLock&) {
     return true;
-}
-
-std::string PlainEmitterActor::escaped_line(const std::string& headers, const std::string& content,
-                                            const std::string& lead) {
-    std::string line;
-    line.reserve(lead.size() + headers.size() + content.size() + 2);
-    if (!lead.empty()) {
-        line += lead;
-        line += ' ';
-    }
-    line += headers;
-    line += ' ';
-    line += content;
-    BasicLog::logging_escape(line);
-    return line;
 }
 
 }  // namespace detail

@@ -25,9 +25,6 @@ class PlainEmitterActor : public qrsvc::Actor, private BasicLog::Emitter {
 
   protected:
     bool implAsyncStartup(ScopedLock& proof) override;
-    // "[lead ]headers content", escaped into one printable line.
-    static std::string escaped_line(const std::string& headers, const std::string& content,
-                                    const std::string& lead = std::string());
 };
 
 }  // namespace detail

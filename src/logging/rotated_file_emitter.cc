@@ -9,8 +9,8 @@
 #include <cctype>
 #include <cstring>
 
+#include "logging/formats.h"
 #include "logging/library_log.h"
-#include "logging/pending_forms.h"
 #include "qorbasic/files.h"
 #include "qorbasic/profiles.h"
 #include "qorbasic/timeutils.h"
@@ -154,12 +154,8 @@ void RotatedFileEmitterActor::send_one_line(const qor_loglevel_impl*, const std:
     ScopedLock hold(asyncMutex());
     if (!ensure_writefd(hold)) return;
     std::string line;
-    line.reserve(headers.size() + content.size() + 3);
-    line += headers;
-    line += ' ';
-    line += content;
-    BasicLog::logging_escape(line);
-    line += '\n';
+    qor::detail::compose_line(line, headers, content,
+                              qor::detail::kLineEscaped | qor::detail::kLineNewline);
     if (line_end_owed_) line.insert(0, 1, '\n');
     if (writer_->write(line.data(), static_cast<int>(line.size()))) line_end_owed_ = false;
 }

@@ -1,6 +1,7 @@
 #include <syslog.h>
 
 #include "logging/emitter_actors.h"
+#include "logging/formats.h"
 #include "logging/library_log.h"
 
 namespace {
@@ -82,7 +83,11 @@ void SyslogEmitterActor::implAsyncShutdown(ScopedLock&) {
 // C library opens the connection itself).
 void SyslogEmitterActor::send_one_line(const qor_loglevel_impl* level, const std::string& headers,
                                        const std::string& content) {
-    send_at_level(level, escaped_line(headers, content, category_).c_str());
+    std::string line;
+    qor::detail::compose_line(line, headers, content, qor::detail::kLineEscaped);
+    std::string lead = category_ + ' ';
+    line.insert(0, BasicLog::logging_escape(lead));
+    send_at_level(level, line.c_str());
 }
 
 const char* SyslogEmitterActor::emitter_type() const {
