@@ -71,6 +71,14 @@ class QOR_API JsonNode {
     JsonNode(const JsonNode&) = default;
     virtual ~JsonNode();
 
+    // Nodes, also those of a client's subclass, come from the library's own
+    // allocator, which hands out the memory of a tree in large pieces and
+    // gives it back once all nodes in a piece are deleted.
+    static void* operator new(std::size_t size);
+    static void operator delete(void* node, std::size_t size);
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void*, void*) noexcept {}
+
     virtual bool operator==(const JsonNode& other) const = 0;
     virtual bool operator!=(const JsonNode& other) const;
     virtual JsonType getType() const = 0;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "json/scan.h"
 #include "qorbasic/json.h"
 
 // The one place that knows the text of each kind of node. It appends to one
@@ -51,7 +52,11 @@ class JsonParser {
     JsonParser(const JsonParser&) = delete;
     JsonParser& operator=(const JsonParser&) = delete;
 
-    void skipWhiteSpace(unsigned int& pos) const;
+    void skipWhiteSpace(unsigned int& pos) const {
+        if (!cSpace_) return skipTableSpace(pos);
+        pos = static_cast<unsigned int>(qor::detail::skipCSpaceFast(text_ + pos, text_ + limit_) -
+                                        text_);
+    }
     // A value by the first byte: array, object, string, else number, literal.
     JsonNode* parseValue(unsigned int& pos, unsigned int depth) const;
     bool parseMembers(unsigned int& pos, JsonHash& hash, unsigned int depth) const;
@@ -71,6 +76,8 @@ class JsonParser {
 
   private:
     unsigned int slowNumberLength(unsigned int pos) const;
+    // White space by the locale's table, when it is not the C set.
+    void skipTableSpace(unsigned int& pos) const;
     bool isSpace(char c) const;
     void dropPending(size_t mark) const;
 
@@ -78,6 +85,7 @@ class JsonParser {
     unsigned int limit_;
     const unsigned short* ctype_;  // the locale's table that isspace() reads
     bool dotRadix_;                // the locale's radix character is "."
+    bool cSpace_;                  // the locale's white space is the C set
     // Elements of the arrays being parsed, innermost last, owned until
     // their array is complete.
     mutable std::vector<JsonNode*> pending_;

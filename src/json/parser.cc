@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "json/json_internal.h"
+#include "json/scan.h"
 #include "qorbasic/json.h"
 
 const std::string JsonUtil::EMPTY_STRING;
@@ -36,14 +37,30 @@ bool mayContinueNumber(char c) {
            c == '_' || c == '(' || c == ')' || c == '+' || c == '-';
 }
 
-// Whether any of the eight bytes at `bytes` is '"' or '\\': a byte is zero
-// in x ^ pattern exactly where it equals the pattern's byte.
-bool hasQuoteOrBackslash(const char* bytes) {
-    const uint64_t ones = 0x0101010101010101ULL, highs = 0x8080808080808080ULL;
-    uint64_t x;
-    memcpy(&x, bytes, sizeof(x));
-    uint64_t quote = x ^ (ones * '"'), backslash = x ^ (ones * '\\');
-    return (((quote - ones) & ~quote) | ((backslash - ones) & ~backslash)) & highs;
+// Whether the white space of the locale's table is exactly the C set, so
+// that the fast scan may stand in for the table. Checked once per table.
+bool spaceIsC(const unsigned short* table) {
+    thread_local const unsigned short* checked = nullptr;
+    thread_local bool same = false;
+    if (table != checked) {
+        same = true;
+        for (int c = -128; c < 128; ++c) {
+            bool space = (table[c] & _ISspace) != 0;
+            if (space != qor::detail::isCSpace(static_cast<char>(c))) same = false;
+        }
+        checked = table;
+    }
+    return same;
+}
+
+// The stack of pending elements stays with the thread between parses, so
+// that a parse of many arrays does not grow one anew each time. A stack that
+// grew past kKeptPending entries is freed.
+const size_t kKeptPending = 64 << 10;
+
+std::vector<JsonNode*>& keptPending() {
+    thread_local std::vector<JsonNode*> kept;
+    return kept;
 }
 
 }  // namespace
@@ -56,6 +73,8 @@ JsonParser::JsonParser(const char* text, unsigned int limit)
     // follow the calling thread's locale; both are read once per parse.
     const char* radix = nl_langinfo(RADIXCHAR);
     dotRadix_ = radix && radix[0] == '.' && radix[1] == '\0';
+    cSpace_ = spaceIsC(ctype_);
+    pending_.swap(keptPending());
 }
 
 // isspace() of the byte as a signed char, from the table that isspace reads.
@@ -63,7 +82,7 @@ bool JsonParser::isSpace(char c) const {
     return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) != 0;
 }
 
-void JsonParser::skipWhiteSpace(unsigned int& pos) const {
+void JsonParser::skipTableSpace(unsigned int& pos) const {
     while (pos < limit_ && isSpace(text_[pos])) ++pos;
 }
 
@@ -181,6 +200,7 @@ void JsonParser::dropPending(size_t mark) const {
 
 JsonParser::~JsonParser() {
     dropPending(0);
+    if (pending_.capacity() <= kKeptPending) keptPending().swap(pending_);
 }
 
 bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
@@ -188,18 +208,13 @@ bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
     unsigned int p = pos + 1;
     unsigned int run = p;  // start of the bytes not yet copied to `out`
     while (p < limit_) {
-        // Eight bytes at a time while none of them is a quote or a backslash.
-        while (limit_ - p >= 8 && !hasQuoteOrBackslash(text_ + p)) p += 8;
+        p = static_cast<unsigned int>(
+            qor::detail::findQuoteOrBackslashFast(text_ + p, text_ + limit_) - text_);
         if (p >= limit_) break;
-        char c = text_[p];
-        if (c == '"') {
+        if (text_[p] == '"') {
             out.append(text_ + run, p - run);
             pos = p + 1;
             return true;
-        }
-        if (c != '\\') {
-            ++p;
-            continue;
         }
         out.append(text_ + run, p - run);
         if (p + 1 >= limit_) return false;
