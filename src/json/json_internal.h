@@ -3,6 +3,7 @@
 #ifndef QORBASIC_SRC_JSON_JSON_INTERNAL_H
 #define QORBASIC_SRC_JSON_JSON_INTERNAL_H
 
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -61,6 +62,8 @@ class JsonParser {
     JsonNode* parseValue(unsigned int& pos, unsigned int depth) const;
     bool parseMembers(unsigned int& pos, JsonHash& hash, unsigned int depth) const;
     bool parseMember(unsigned int& pos, JsonHash& hash, unsigned int depth) const;
+    // A new object, from its opening brace to behind its closing brace.
+    JsonHash* parseObject(unsigned int& pos, unsigned int depth) const;
     JsonArray* parseArray(unsigned int& pos, unsigned int depth) const;
     // Decodes the string at pos (on its opening quote) into `out`.
     bool parseString(unsigned int& pos, std::string& out) const;
@@ -80,6 +83,21 @@ class JsonParser {
     void skipTableSpace(unsigned int& pos) const;
     bool isSpace(char c) const;
     void dropPending(size_t mark) const;
+    // From behind the '{' or ',': the key and the value of one member, or
+    // no value when the '}' stands there.
+    bool parseKeyAndValue(unsigned int& pos, std::string& key, std::unique_ptr<JsonNode>& value,
+                          unsigned int depth) const;
+    // Behind a member: white space, then the ',' or '}' that must follow.
+    bool atMemberEnd(unsigned int& pos) const;
+    // Moves the members pending from `mark` on into the (empty) hash.
+    void settleMembers(size_t mark, JsonHash& hash) const;
+    void dropMembers(size_t mark) const;
+
+    struct PendingMember {
+        std::string key;
+        JsonNode* value;  // owned while pending
+        size_t order;     // of arrival, so that the last of equal keys wins
+    };
 
     const char* text_;
     unsigned int limit_;
@@ -89,6 +107,8 @@ class JsonParser {
     // Elements of the arrays being parsed, innermost last, owned until
     // their array is complete.
     mutable std::vector<JsonNode*> pending_;
+    // Members of the objects being parsed, innermost last.
+    mutable std::vector<PendingMember> members_;
 };
 
 #endif  // QORBASIC_SRC_JSON_JSON_INTERNAL_H

@@ -1,6 +1,7 @@
 // JsonUtil: the recursive-descent parser over a byte buffer with a limit.
 #include <langinfo.h>
 
+#include <algorithm>
 #include <cctype>
 #include <clocale>
 #include <cstdint>
@@ -53,14 +54,20 @@ bool spaceIsC(const unsigned short* table) {
     return same;
 }
 
-// The stack of pending elements stays with the thread between parses, so
-// that a parse of many arrays does not grow one anew each time. A stack that
+// The stacks of pending elements and members stay with the thread between
+// parses, so that a parse does not grow them anew each time. A stack that
 // grew past kKeptPending entries is freed.
-const size_t kKeptPending = 64 << 10;
+const size_t kKeptPending = 16 << 10;
 
-std::vector<JsonNode*>& keptPending() {
-    thread_local std::vector<JsonNode*> kept;
+template <class Stack>
+Stack& keptStack() {
+    thread_local Stack kept;
     return kept;
+}
+
+template <class Stack>
+void keepStack(Stack& stack) {
+    if (stack.capacity() <= kKeptPending) keptStack<Stack>().swap(stack);
 }
 
 }  // namespace
@@ -74,7 +81,8 @@ JsonParser::JsonParser(const char* text, unsigned int limit)
     const char* radix = nl_langinfo(RADIXCHAR);
     dotRadix_ = radix && radix[0] == '.' && radix[1] == '\0';
     cSpace_ = spaceIsC(ctype_);
-    pending_.swap(keptPending());
+    pending_.swap(keptStack<decltype(pending_)>());
+    members_.swap(keptStack<decltype(members_)>());
 }
 
 // isspace() of the byte as a signed char, from the table that isspace reads.
@@ -92,13 +100,9 @@ JsonNode* JsonParser::parseValue(unsigned int& pos, unsigned int depth) const {
         case '[':
             if (depth >= JsonUtil::MAX_DEPTH) return nullptr;
             return parseArray(pos, depth + 1);
-        case '{': {
+        case '{':
             if (depth >= JsonUtil::MAX_DEPTH) return nullptr;
-            std::unique_ptr<JsonHash> hash(new JsonHash);
-            if (!parseMembers(pos, *hash, depth + 1)) return nullptr;
-            ++pos;  // the closing brace
-            return hash.release();
-        }
+            return parseObject(pos, depth + 1);
         case '"':
             return parseStringNode(pos);
         case 't':
@@ -133,20 +137,10 @@ bool JsonParser::parseMembers(unsigned int& pos, JsonHash& hash, unsigned int de
 }
 
 bool JsonParser::parseMember(unsigned int& pos, JsonHash& hash, unsigned int depth) const {
-    skipWhiteSpace(pos);
-    if (pos >= limit_) return false;
-    if (text_[pos] == '}') return true;  // {} and a comma before the brace
-    if (text_[pos] != '"') return false;
     std::string key;
-    if (!parseString(pos, key)) return false;
-    // Whatever stands between the key and the next colon is passed over.
-    const void* colon = pos < limit_ ? memchr(text_ + pos, ':', limit_ - pos) : nullptr;
-    if (!colon) return false;
-    pos = static_cast<unsigned int>(static_cast<const char*>(colon) - text_) + 1;
-    skipWhiteSpace(pos);
-    if (pos >= limit_) return false;
-    std::unique_ptr<JsonNode> value(parseValue(pos, depth));
-    if (!value) return false;
+    std::unique_ptr<JsonNode> value;
+    if (!parseKeyAndValue(pos, key, value, depth)) return false;
+    if (!value) return true;
     JsonHash::Entries& entries = hash.entries_;
     auto it = entries.lower_bound(key);
     if (it != entries.end() && it->first == key) {
@@ -156,8 +150,95 @@ bool JsonParser::parseMember(unsigned int& pos, JsonHash& hash, unsigned int dep
         entries.emplace_hint(it, std::move(key), value.get());
         value.release();
     }
+    return atMemberEnd(pos);
+}
+
+bool JsonParser::parseKeyAndValue(unsigned int& pos, std::string& key,
+                                  std::unique_ptr<JsonNode>& value, unsigned int depth) const {
+    skipWhiteSpace(pos);
+    if (pos >= limit_) return false;
+    if (text_[pos] == '}') return true;  // {} and a comma before the brace
+    if (text_[pos] != '"') return false;
+    if (!parseString(pos, key)) return false;
+    // Whatever stands between the key and the next colon is passed over.
+    const void* colon = pos < limit_ ? memchr(text_ + pos, ':', limit_ - pos) : nullptr;
+    if (!colon) return false;
+    pos = static_cast<unsigned int>(static_cast<const char*>(colon) - text_) + 1;
+    skipWhiteSpace(pos);
+    if (pos >= limit_) return false;
+    value.reset(parseValue(pos, depth));
+    return value != nullptr;
+}
+
+bool JsonParser::atMemberEnd(unsigned int& pos) const {
     skipWhiteSpace(pos);
     return pos < limit_ && (text_[pos] == ',' || text_[pos] == '}');
+}
+
+// Members of a new object gather on the parser's stack of pending members and
+// enter the map in key order at the closing brace, each behind the last, so
+// that no insertion searches the map.
+JsonHash* JsonParser::parseObject(unsigned int& pos, unsigned int depth) const {
+    std::unique_ptr<JsonHash> hash(new JsonHash);
+    const size_t mark = members_.size();
+    for (;;) {
+        ++pos;  // the opening brace or the comma
+        std::string key;
+        std::unique_ptr<JsonNode> value;
+        if (!parseKeyAndValue(pos, key, value, depth)) break;
+        if (value) {
+            members_.push_back(PendingMember{std::move(key), value.get(), members_.size()});
+            value.release();
+            if (!atMemberEnd(pos)) break;
+        }
+        if (text_[pos] == '}') {
+            ++pos;
+            settleMembers(mark, *hash);
+            return hash.release();
+        }
+    }
+    dropMembers(mark);
+    return nullptr;
+}
+
+namespace {
+
+// Byte order of unsigned bytes, as std::less<std::string>; inline, as keys
+// mostly differ within their first bytes.
+bool keyLess(const std::string& a, const std::string& b) {
+    const size_t common = a.size() < b.size() ? a.size() : b.size();
+    for (size_t i = 0; i < common; ++i) {
+        if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
+    }
+    return a.size() < b.size();
+}
+
+}  // namespace
+
+void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
+    auto first = members_.begin() + mark, last = members_.end();
+    std::sort(first, last, [](const PendingMember& a, const PendingMember& b) {
+        if (keyLess(a.key, b.key)) return true;
+        return !keyLess(b.key, a.key) && a.order < b.order;
+    });
+    JsonHash::Entries& entries = hash.entries_;
+    for (auto it = first; it != last; ++it) {
+        JsonNode* value = it->value;
+        it->value = nullptr;
+        if (it + 1 != last && it[1].key == it->key) {
+            delete value;  // a later equal key wins
+            continue;
+        }
+        std::unique_ptr<JsonNode> owned(value);
+        entries.emplace_hint(entries.end(), std::move(it->key), value);
+        owned.release();
+    }
+    members_.erase(first, last);
+}
+
+void JsonParser::dropMembers(size_t mark) const {
+    for (size_t i = mark; i < members_.size(); ++i) delete members_[i].value;
+    members_.erase(members_.begin() + mark, members_.end());
 }
 
 // Elements gather on the parser's stack of pending nodes and move into the
@@ -199,8 +280,10 @@ void JsonParser::dropPending(size_t mark) const {
 }
 
 JsonParser::~JsonParser() {
+    dropMembers(0);
     dropPending(0);
-    if (pending_.capacity() <= kKeptPending) keptPending().swap(pending_);
+    keepStack(pending_);
+    keepStack(members_);
 }
 
 bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
