@@ -27,6 +27,9 @@
 //   It refuses `\u0000`, and nests at most JsonUtil::MAX_DEPTH containers.
 // - Keys are kept sorted (byte order), so text is written in key order, not in
 //   the order the keys came in. Writing is compact: no white space at all.
+// - Nodes come from the library's allocator in pieces of 64 KiB, which go back
+//   to the system when all their nodes are deleted: freeing a whole tree frees
+//   its memory, but a node kept from a freed tree keeps its whole piece.
 // - A RawJson holds text and parses it on first need. Ask isValid() before
 //   reading one; on text that does not parse, reads give null, "", 0 or false.
 #ifndef QORBASIC_JSON_H
@@ -72,8 +75,7 @@ class QOR_API JsonNode {
     virtual ~JsonNode();
 
     // Nodes, also those of a client's subclass, come from the library's own
-    // allocator, which hands out the memory of a tree in large pieces and
-    // gives it back once all nodes in a piece are deleted.
+    // allocator (see the notes at the top of this file).
     static void* operator new(std::size_t size);
     static void operator delete(void* node, std::size_t size);
     static void* operator new(std::size_t, void* place) noexcept { return place; }
