@@ -2,6 +2,7 @@
 // one line from them.
 #include "logging/formats.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -66,12 +67,24 @@ void compose_line(std::string& out, const std::string& headers, const std::strin
     if ((flags & kLineNewline) != 0) out += '\n';
 }
 
+// The JSON writer leaves a NUL raw; the appended text is rewritten once,
+// in one pass, only when it holds one.
 void append_json_string(std::string& out, const char* data, size_t size) {
     size_t start = out.size();
     JsonWriter::appendString(out, data, size);
-    for (size_t at = out.find('\0', start); at != std::string::npos; at = out.find('\0', at)) {
-        out.replace(at, 1, "\\u0000");
+    size_t nuls = static_cast<size_t>(std::count(out.begin() + start, out.end(), '\0'));
+    if (nuls == 0) return;
+    std::string escaped;
+    escaped.reserve(out.size() - start + 5 * nuls);
+    for (size_t i = start; i < out.size(); ++i) {
+        if (out[i] == '\0') {
+            escaped += "\\u0000";
+        } else {
+            escaped += out[i];
+        }
     }
+    out.resize(start);
+    out += escaped;
 }
 
 }  // namespace detail
