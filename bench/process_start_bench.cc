@@ -78,4 +78,8 @@ void process_start(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(process_start)->Name("ProcessStart")->Iterations(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(process_start)
+    ->Name("ProcessStart")
+    ->Iterations(1000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();

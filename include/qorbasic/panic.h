@@ -15,7 +15,8 @@
 //   #include <qorbasic/panic.h>
 //
 //   int main() {
-//       std::printf("%s\n", panic_resolve_sym(reinterpret_cast<unsigned long>(&panic_resolve_sym)));
+//       std::printf("%s\n", panic_resolve_sym(reinterpret_cast<unsigned
+//       long>(&panic_resolve_sym)));
 //   }
 //   // panic_resolve_sym
 //

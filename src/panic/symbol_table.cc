@@ -23,7 +23,7 @@ char null_text[] = "(null)";
 
 // Owner of the sentinel, the table's first entry at address 0.
 panic_module null_module = {0, false, 0, null_text, nullptr, reinterpret_cast<uintptr_t>(null_text),
-                            0, 0, 0, 0, 0};
+                            0, 0,     0, 0,         0};
 const panic_symbol sentinel = {&null_module, 0, null_text, 0};
 
 panic_module* module_list = nullptr;
@@ -33,7 +33,9 @@ pthread_mutex_t table_mutex = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<panic_symbol*> table{nullptr};
 uint32_t table_count = 0;
 
-uintptr_t address_of(const panic_symbol& entry) { return entry.value + entry.module->base; }
+uintptr_t address_of(const panic_symbol& entry) {
+    return entry.value + entry.module->base;
+}
 
 // The order of the table: by address; among equal addresses the sentinel
 // first, then by module number and name, so that the sorted table and the
@@ -54,8 +56,8 @@ uint64_t gnu_hash_symbol_count(uintptr_t gnu_hash) {
     const uint32_t bucket_count = header[0];
     const uint32_t symbol_offset = header[1];
     const uint32_t bloom_words = header[2];
-    const uint32_t* buckets =
-        reinterpret_cast<const uint32_t*>(reinterpret_cast<const uint64_t*>(header + 4) + bloom_words);
+    const uint32_t* buckets = reinterpret_cast<const uint32_t*>(
+        reinterpret_cast<const uint64_t*>(header + 4) + bloom_words);
     const uint32_t* chain = buckets + bucket_count;
     uint32_t last = 0;
     for (uint32_t b = 0; b < bucket_count; ++b) {
@@ -75,13 +77,26 @@ panic_module* make_module(const link_map* map, uint32_t number) {
     uintptr_t gnu_hash = 0;
     for (const ElfW(Dyn)* dyn = map->l_ld; dyn != nullptr && dyn->d_tag != DT_NULL; ++dyn) {
         switch (dyn->d_tag) {
-            case DT_HASH: module->hash = dyn->d_un.d_ptr; break;
-            case DT_GNU_HASH: gnu_hash = dyn->d_un.d_ptr; break;
-            case DT_STRTAB: module->strtab = dyn->d_un.d_ptr; break;
-            case DT_SYMTAB: module->symtab = dyn->d_un.d_ptr; break;
-            case DT_STRSZ: module->strsz = dyn->d_un.d_val; break;
-            case DT_SYMENT: module->syment = dyn->d_un.d_val; break;
-            default: break;
+            case DT_HASH:
+                module->hash = dyn->d_un.d_ptr;
+                break;
+            case DT_GNU_HASH:
+                gnu_hash = dyn->d_un.d_ptr;
+                break;
+            case DT_STRTAB:
+                module->strtab = dyn->d_un.d_ptr;
+                break;
+            case DT_SYMTAB:
+                module->symtab = dyn->d_un.d_ptr;
+                break;
+            case DT_STRSZ:
+                module->strsz = dyn->d_un.d_val;
+                break;
+            case DT_SYMENT:
+                module->syment = dyn->d_un.d_val;
+                break;
+            default:
+                break;
         }
     }
     // Some loaders (and the vDSO) leave these relative to the load address.
@@ -112,7 +127,8 @@ void walk_symbols(Visit&& visit) {
                 reinterpret_cast<const ElfW(Sym)*>(module->symtab + index * module->syment);
             if (symbol->st_name >= module->strsz) break;
             if (symbol->st_name == 0 || symbol->st_value == 0) continue;
-            if (visit(panic_symbol{module, symbol->st_value, reinterpret_cast<const char*>(module->strtab),
+            if (visit(panic_symbol{module, symbol->st_value,
+                                   reinterpret_cast<const char*>(module->strtab),
                                    symbol->st_name})) {
                 return;
             }
@@ -172,7 +188,9 @@ void panic_init() {
     ready.store(true);
 }
 
-panic_module* panic_modules() { return module_list; }
+panic_module* panic_modules() {
+    return module_list;
+}
 
 bool panic_lookup_by_walk(panic_symbol& out, uintptr_t address) {
     if (!ready.load()) return false;
@@ -180,7 +198,8 @@ bool panic_lookup_by_walk(panic_symbol& out, uintptr_t address) {
     walk_symbols([&](const panic_symbol& entry) {
         uintptr_t entry_address = address_of(entry);
         if (entry_address <= address &&
-            (entry_address > address_of(out) || (entry_address == address_of(out) && sorts_before(entry, out)))) {
+            (entry_address > address_of(out) ||
+             (entry_address == address_of(out) && sorts_before(entry, out)))) {
             out = entry;
         }
         return false;
@@ -235,7 +254,9 @@ uint32_t panic_table_build() {
     return table_count;
 }
 
-const panic_symbol* panic_table() { return table.load(std::memory_order_acquire); }
+const panic_symbol* panic_table() {
+    return table.load(std::memory_order_acquire);
+}
 
 }  // namespace detail
 }  // namespace qor
