@@ -74,14 +74,13 @@ panic_module* make_module(const link_map* map, uint32_t number) {
     module->base = map->l_addr;
     module->name = map->l_name != nullptr && map->l_name[0] != '\0' ? map->l_name
                                                                     : program_invocation_short_name;
-    uintptr_t gnu_hash = 0;
     for (const ElfW(Dyn)* dyn = map->l_ld; dyn != nullptr && dyn->d_tag != DT_NULL; ++dyn) {
         switch (dyn->d_tag) {
             case DT_HASH:
                 module->hash = dyn->d_un.d_ptr;
                 break;
             case DT_GNU_HASH:
-                gnu_hash = dyn->d_un.d_ptr;
+                module->gnu_hash = dyn->d_un.d_ptr;
                 break;
             case DT_STRTAB:
                 module->strtab = dyn->d_un.d_ptr;
@@ -100,19 +99,28 @@ panic_module* make_module(const link_map* map, uint32_t number) {
         }
     }
     // Some loaders (and the vDSO) leave these relative to the load address.
-    for (uintptr_t* address : {&module->strtab, &module->hash, &module->symtab, &gnu_hash}) {
+    for (uintptr_t* address :
+         {&module->strtab, &module->hash, &module->symtab, &module->gnu_hash}) {
         if (*address != 0 && *address < module->base) *address += module->base;
     }
-    if (module->hash != 0 && module->hash != module->base) {
-        module->symcount = reinterpret_cast<const uint32_t*>(module->hash)[1];  // nchain
-    } else if (gnu_hash != 0 && gnu_hash != module->base) {
-        module->symcount = gnu_hash_symbol_count(gnu_hash);
-    } else if (module->strtab > module->symtab && module->syment != 0) {
-        // No hash table: linkers put the string table right behind the
-        // symbols, which bounds the walk to the module's own table.
-        module->symcount = (module->strtab - module->symtab) / module->syment;
-    }
     return module;
+}
+
+// Entries of the module's symbol table, counted only when walked: that
+// costs a pass over the GNU hash buckets, which no process start should pay.
+uint64_t symbol_count(const panic_module* module) {
+    if (module->hash != 0 && module->hash != module->base) {
+        return reinterpret_cast<const uint32_t*>(module->hash)[1];  // nchain
+    }
+    if (module->gnu_hash != 0 && module->gnu_hash != module->base) {
+        return gnu_hash_symbol_count(module->gnu_hash);
+    }
+    // No hash table: linkers put the string table right behind the
+    // symbols, which bounds the walk to the module's own table.
+    if (module->strtab > module->symtab && module->syment != 0) {
+        return (module->strtab - module->symtab) / module->syment;
+    }
+    return 0;
 }
 
 // Calls visit(entry) for each module and each defined, named symbol of each
@@ -122,7 +130,8 @@ void walk_symbols(Visit&& visit) {
     for (panic_module* module = module_list; module != nullptr; module = module->next) {
         if (visit(panic_symbol{module, 0, module->name, 0})) return;
         if (module->symtab == 0 || module->syment == 0) continue;
-        for (uint64_t index = 0; index < module->symcount; ++index) {
+        const uint64_t count = symbol_count(module);
+        for (uint64_t index = 0; index < count; ++index) {
             const ElfW(Sym)* symbol =
                 reinterpret_cast<const ElfW(Sym)*>(module->symtab + index * module->syment);
             if (symbol->st_name >= module->strsz) break;
@@ -182,8 +191,8 @@ void panic_init() {
     }
     // The first backtrace loads the unwinder; doing it now keeps that out
     // of the handler.
-    void* frame[2];
-    backtrace(frame, 2);
+    void* frame[1];
+    backtrace(frame, 1);
     panic_arm_handler();
     ready.store(true);
 }
