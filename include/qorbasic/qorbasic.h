@@ -12,6 +12,8 @@
 #include "qorbasic/url.h"
 #include "qorbasic/status.h"
 #include "qorbasic/threads.h"
+#include "qorbasic/queues.h"
+#include "qorbasic/signals.h"
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
 #include "qorbasic/files.h"
