@@ -50,10 +50,16 @@ bool sorts_before(const panic_symbol& a, const panic_symbol& b) {
     return qor::detail::panic_symbol_name(a) < qor::detail::panic_symbol_name(b);
 }
 
+// The dynamic linker hands out the tables as addresses.
+template <class T>
+const T* table_at(uintptr_t address) {
+    return reinterpret_cast<const T*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+
 // Entries in a DT_GNU_HASH table: the highest symbol index of any bucket,
 // followed along its chain to the end marker.
 uint64_t gnu_hash_symbol_count(uintptr_t gnu_hash) {
-    const uint32_t* header = reinterpret_cast<const uint32_t*>(gnu_hash);
+    const uint32_t* header = table_at<uint32_t>(gnu_hash);
     const uint32_t bucket_count = header[0];
     const uint32_t symbol_offset = header[1];
     const uint32_t bloom_words = header[2];
@@ -111,7 +117,7 @@ panic_module* make_module(const link_map* map, uint32_t number) {
 // costs a pass over the GNU hash buckets, which no process start should pay.
 uint64_t symbol_count(const panic_module* module) {
     if (module->hash != 0 && module->hash != module->base) {
-        return reinterpret_cast<const uint32_t*>(module->hash)[1];  // nchain
+        return table_at<uint32_t>(module->hash)[1];  // nchain
     }
     if (module->gnu_hash != 0 && module->gnu_hash != module->base) {
         return gnu_hash_symbol_count(module->gnu_hash);
@@ -133,12 +139,10 @@ void walk_symbols(Visit&& visit) {
         if (module->symtab == 0 || module->syment == 0) continue;
         const uint64_t count = symbol_count(module);
         for (uint64_t index = 0; index < count; ++index) {
-            const ElfW(Sym)* symbol =
-                reinterpret_cast<const ElfW(Sym)*>(module->symtab + index * module->syment);
+            const ElfW(Sym)* symbol = table_at<ElfW(Sym)>(module->symtab + index * module->syment);
             if (symbol->st_name >= module->strsz) break;
             if (symbol->st_name == 0 || symbol->st_value == 0) continue;
-            if (visit(panic_symbol{module, symbol->st_value,
-                                   reinterpret_cast<const char*>(module->strtab),
+            if (visit(panic_symbol{module, symbol->st_value, table_at<char>(module->strtab),
                                    symbol->st_name})) {
                 return;
             }
