@@ -1,18 +1,15 @@
-#include <gtest/gtest.h>
 #include <limits.h>
 
 #include <cstring>
 
 #include "files/temp_tree.h"
-#include "qorbasic/fileutils_flat.h"
 
-using files_test::exists_no_follow;
-using files_test::read_all;
+using namespace files_test;
 
 // Removals give 0 on success (A), file_exists and copy give 1 (B), and move
 // gives 0: copy and move run in opposite senses.
 TEST(FlatFunctionsTest, FileOperationsKeepTheirReturnConventions) {
-    files_test::TempTree dir;
+    TempTree dir;
     const std::string file = dir.file("f", "content"), sub = dir.dir("d"), copy = dir.path("copy");
     const std::string moved = dir.path("moved"), missing = dir.path("missing");
     dir.file("d/inner");
@@ -43,24 +40,6 @@ TEST(FlatFunctionsTest, FileOperationsKeepTheirReturnConventions) {
     EXPECT_FALSE(exists_no_follow(sub));
 }
 
-// Convention C: a stream and a malloc'ed name, or null and the name alone.
-TEST(FlatFunctionsTest, MkuniqueGivesAStreamAndAMallocedName) {
-    files_test::TempTree dir;
-    const std::string prefix = dir.path("x");
-    char* name = nullptr;
-    FILE* stream = fileutils_mkunique(prefix.c_str(), &name);
-    ASSERT_NE(nullptr, stream);
-    ASSERT_NE(nullptr, name);
-    EXPECT_EQ(0, strncmp(name, (prefix + ".").c_str(), prefix.size() + 1));
-    EXPECT_TRUE(exists_no_follow(name));
-    fclose(stream);
-    free(name);
-    char marker = 'm';
-    name = &marker;
-    EXPECT_EQ(nullptr, fileutils_mkunique(dir.path("no/such/x").c_str(), &name));
-    EXPECT_EQ(&marker, name);
-}
-
 // Texts into a caller's buffer: 0 when they fit (A), 1 for a cut text, which
 // is stored cut where the buffer has room at all.
 TEST(FlatFunctionsTest, DirectoryAndFileNamesGiveZeroWhenTheyFit) {
@@ -84,7 +63,7 @@ TEST(FlatFunctionsTest, DirectoryAndFileNamesGiveZeroWhenTheyFit) {
 // Configuration gives 1 on success (B); reading always stores a text and
 // gives 0 only when it had to cut it.
 TEST(FlatFunctionsTest, ConfigFunctionsGiveOneOnSuccess) {
-    files_test::TempTree dir;
+    TempTree dir;
     const std::string path = dir.path("c.conf"), none = dir.path("no/c.conf");
     EXPECT_EQ(1, configutils_writeconfig(path.c_str(), "key", "abcde"));
     EXPECT_EQ("key=abcde\n", read_all(path));
@@ -99,7 +78,7 @@ TEST(FlatFunctionsTest, ConfigFunctionsGiveOneOnSuccess) {
         EXPECT_EQ(1, configutils_readconfig(buffer, sizeof buffer, from.c_str(), "missing"));
         EXPECT_STREQ("", buffer);
     }
-    files_test::write_text(path, "a : 1\nb : 2\n");
+    write_text(path, "a : 1\nb : 2\n");
     EXPECT_EQ(1, configutils_removeconfig(path.c_str(), "a", ':'));
     EXPECT_EQ("b:2\n", read_all(path));
     EXPECT_EQ(0, configutils_removeconfig(none.c_str(), "a", ':'));
