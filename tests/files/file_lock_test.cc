@@ -49,14 +49,12 @@ void interrupt(int) {}
 }  // namespace
 
 TEST(PathTextTest, TrailingDirsepAndJoinFilename) {
-    for (const auto& c : {std::pair<std::string, std::string>{"", ""},
-                          {"a", "a/"},
-                          {"a/", "a/"},
-                          {"/", "/"},
-                          {"a//", "a//"}}) {
-        std::string path = c.first;
+    const char* const cases[][2] = {
+        {"", ""}, {"a", "a/"}, {"a/", "a/"}, {"/", "/"}, {"a//", "a//"}};
+    for (const auto& c : cases) {
+        std::string path = c[0];
         EXPECT_EQ(&FileUtils::trailing_dirsep(path), &path);
-        EXPECT_EQ(path, c.second) << c.first;
+        EXPECT_EQ(path, c[1]) << c[0];
     }
     std::string out = "stale";
     EXPECT_EQ(FileUtils::join_filename(out, "/opt/", "x", "y"), "/opt/x/y");
