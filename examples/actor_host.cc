@@ -73,10 +73,7 @@ class FanOut : public BasicLog::Emitter {
 
 void log_line(const char* text, const char* name, QRSTR const& value) {
     static BasicLog::Source* log = BasicLog::make_logsource_instance(__FILE__);
-    if (!log->would_send(QOR_LOGLEVEL_INFO)) return;
-    BasicLog::LogMessageBuilder(log->receiver(), log->name().c_str(), QOR_LOGLEVEL_INFO, text,
-                                __FILE__, __func__)
-        .add(name, value);
+    QOR_LOG_INFO(log, text).add(name, value);
 }
 
 }  // namespace

@@ -17,11 +17,7 @@ BasicLog::Source* client_log() {
 void log_line(const qor_loglevel_impl* level, const char* text, const char* name,
               QRSTR const& value) {
     BasicLog::Source* log = client_log();
-    if (!log->would_send(level)) return;
-    BasicLog::LogMessageBuilder(log->receiver(), log->name().c_str(), level, text, __FILE__,
-                                __func__)
-        .add(name, value)
-        .add("source", log->name());
+    QOR_LOG_AT(log, level, text).add(name, value).add("source", log->name());
 }
 
 // The road of one request: store a setting through the flat interface (under

@@ -4,11 +4,20 @@
 // asks the source first and builds nothing when the level is filtered out:
 //
 //   static BasicLog::Source* logger = BasicLog::make_logsource_instance(__FILE__);
-//   if (logger->would_send(QOR_LOGLEVEL_WARN)) {
-//       BasicLog::LogMessageBuilder(logger->receiver(), logger->name().c_str(),
+//   int port = 80;
+//   QOR_LOG_WARN(logger, "connect failed").add("host", "a").addInt("port", port).addErrno();
+//
+// The QOR_LOG_<LEVEL> macros (TRACE, DEBUG, INFO, NOTICE, WARN, ERROR, FATAL)
+// test the level first and evaluate none of the add() arguments when it is
+// filtered out; QOR_LOG_AT_SITE names the level, file and function itself.
+// Written out, a call is:
+//
+//   BasicLog::Source* net = BasicLog::make_logsource_instance("net");
+//   if (net->would_send(QOR_LOGLEVEL_WARN)) {
+//       BasicLog::LogMessageBuilder(net->receiver(), net->name().c_str(),
 //                                   QOR_LOGLEVEL_WARN, "connect failed",
 //                                   __FILE__, __func__)
-//           .add("host", "a").addInt("port", 80).addErrno();
+//           .add("host", "a");
 //   }
 //
 // The builder's destructor submits the message. Without any set-up every
@@ -314,5 +323,25 @@ class QOR_API LoggerGlobals {
     LoggerGlobals();
     LogInput input_;
 };
+
+// Log call macros. The source expression is evaluated once; when the level is
+// filtered out nothing else is: not the text, not the add() arguments. The
+// macro is a whole statement that ends in an expression, so chained add()
+// calls follow it and a trailing else binds as it would to a plain call.
+#define QOR_LOG_AT_SITE(source, level, text, file, function)                            \
+    if (::BasicLog::Source* const qor_log_source_ = (source);                          \
+        !qor_log_source_->would_send(level)) {                                         \
+    } else                                                                             \
+        ::BasicLog::LogMessageBuilder(qor_log_source_->receiver(),                     \
+                                      qor_log_source_->name().c_str(), (level), (text), \
+                                      (file), (function))
+#define QOR_LOG_AT(source, level, text) QOR_LOG_AT_SITE(source, level, text, __FILE__, __func__)
+#define QOR_LOG_TRACE(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_TRACE, text)
+#define QOR_LOG_DEBUG(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_DEBUG, text)
+#define QOR_LOG_INFO(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_INFO, text)
+#define QOR_LOG_NOTICE(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_NOTICE, text)
+#define QOR_LOG_WARN(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_WARN, text)
+#define QOR_LOG_ERROR(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_ERROR, text)
+#define QOR_LOG_FATAL(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_FATAL, text)
 
 #endif  // QORBASIC_LOG_H

@@ -48,10 +48,7 @@ std::string& settle_directory(std::string& cache, std::string& out) {
 
 void log_failed_mkstemp(int error) {
     // Logged under the names the product's log readers know this call by.
-    BasicLog::Source* source = qor::detail::library_source();
-    if (!source->would_send(QOR_LOGLEVEL_ERROR)) return;
-    BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), QOR_LOGLEVEL_ERROR,
-                                "failed to open file", "FileUtils", "makeUniqueFile")
+    QOR_LOG_SITE(QOR_LOGLEVEL_ERROR, "failed to open file", "FileUtils", "makeUniqueFile")
         .add("error", strerror(error));
 }
 

@@ -202,12 +202,8 @@ void check_item(const std::string& type, const Check& c) {
 }
 
 void log_null_argument() {
-    BasicLog::Source* source = qor::detail::library_source();
-    if (source->would_send(QOR_LOGLEVEL_ERROR)) {
-        BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), QOR_LOGLEVEL_ERROR,
-                                    "JsonValidator received null argument and will abort.",
-                                    "JsonValidator", "validate");
-    }
+    QOR_LOG_SITE(QOR_LOGLEVEL_ERROR, "JsonValidator received null argument and will abort.",
+                 "JsonValidator", "validate");
 }
 
 }  // namespace

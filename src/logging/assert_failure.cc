@@ -35,12 +35,7 @@ void defaultAssertFailure(const char* file, int line, const char* message) {
     // (make_source asserts while it holds the LogInput mutex): the text is
     // out on stderr, and the signal must not wait for a lock of this thread.
     if (!qor::detail::thread_in_log_path()) {
-        BasicLog::Source* source = qor::detail::library_source();
-        if (source->would_send(QOR_LOGLEVEL_ERROR)) {
-            BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
-                                        QOR_LOGLEVEL_ERROR, buffer, __FILE__,
-                                        "defaultAssertFailure");
-        }
+        QOR_LOG_SITE(QOR_LOGLEVEL_ERROR, buffer, __FILE__, "defaultAssertFailure");
     }
     std::raise(SIGILL);
 }

@@ -23,10 +23,7 @@ const qor_loglevel_impl kLevels[7] = {
 // fallback text is given.
 void report_invalid_level(const char* function) {
     if (qor::detail::thread_in_log_path()) return;
-    BasicLog::Source* source = qor::detail::library_source();
-    if (!source->would_send(QOR_LOGLEVEL_ERROR)) return;
-    BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), QOR_LOGLEVEL_ERROR,
-                                "invalid log level", __FILE__, function);
+    QOR_LOG_SITE(QOR_LOGLEVEL_ERROR, "invalid log level", __FILE__, function);
 }
 
 struct LevelName {

@@ -21,11 +21,9 @@ void remember_library_source(BasicLog::Source* source);
 }  // namespace detail
 }  // namespace qor
 
-#define QOR_LOG(level, text)                                                                    \
-    if (!::qor::detail::library_source()->would_send(level)) {                                  \
-    } else                                                                                      \
-        ::BasicLog::LogMessageBuilder(::qor::detail::library_source()->receiver(),              \
-                                      ::qor::detail::library_source()->name().c_str(), (level), \
-                                      (text), __FILE__, __func__)
+#define QOR_LOG(level, text) QOR_LOG_AT(::qor::detail::library_source(), level, text)
+// The same, naming the file and function the line reports.
+#define QOR_LOG_SITE(level, text, file, function) \
+    QOR_LOG_AT_SITE(::qor::detail::library_source(), level, text, file, function)
 
 #endif  // QORBASIC_SRC_LOGGING_LIBRARY_LOG_H

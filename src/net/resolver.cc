@@ -8,12 +8,8 @@
 
 // The resolver's warnings name "NetworkUtils" as their source file, the
 // name clients filter on, rather than the path of this file.
-#define NETWORK_UTILS_WARN(text, function)                                             \
-    if (!::qor::detail::library_source()->would_send(QOR_LOGLEVEL_WARN)) {             \
-    } else                                                                             \
-        ::BasicLog::LogMessageBuilder(::qor::detail::library_source()->receiver(),     \
-                                      ::qor::detail::library_source()->name().c_str(), \
-                                      QOR_LOGLEVEL_WARN, (text), "NetworkUtils", (function))
+#define NETWORK_UTILS_WARN(text, function) \
+    QOR_LOG_SITE(QOR_LOGLEVEL_WARN, text, "NetworkUtils", function)
 
 namespace {
 

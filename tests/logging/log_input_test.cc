@@ -196,3 +196,36 @@ TEST_F(LogInputTest, LinesFromManyThreadsComeOutWholeAndAllOfThem) {
 }
 
 }  // namespace
+
+// The macros test the level before anything else is evaluated, and stay one
+// statement under an if without braces.
+TEST_F(LogInputTest, LogMacrosEvaluateNothingWhenTheLevelIsFilteredOut) {
+    BasicLog::Source* source = input_.make_source("macros");
+    int evaluated = 0;
+    auto counted = [&evaluated](const char* value) {
+        ++evaluated;
+        return value;
+    };
+    QOR_LOG_DEBUG(source, counted("text")).add("k", counted("v"));
+    QOR_LOG_TRACE(source, "t").addInt("n", evaluated++);
+    EXPECT_EQ(evaluated, 0);
+    EXPECT_TRUE(lines_.empty());
+
+    int sources_read = 0;
+    auto source_once = [&]() {
+        ++sources_read;
+        return source;
+    };
+    bool branch = false;
+    if (branch)
+        QOR_LOG_ERROR(source_once(), "not taken");
+    else
+        QOR_LOG_WARN(source_once(), "warned").add("k", counted("v"));
+    QOR_LOG_AT_SITE(source, QOR_LOGLEVEL_NOTICE, "site", "f.cc", "fn").addInt("n", 1);
+    EXPECT_EQ(sources_read, 1);
+    EXPECT_EQ(evaluated, 1);
+    ASSERT_EQ(lines_.size(), 2u);
+    EXPECT_EQ(content_of(lines_[0]), "warned: k=v");
+    EXPECT_EQ(content_of(lines_[1]), "site: n=1");
+    EXPECT_EQ(lines_[0].rfind("[WARNING ", 0), 0u);
+}
