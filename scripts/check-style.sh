@@ -30,7 +30,7 @@ if [ ! -f build/debug/compile_commands.json ]; then
     exit 1
 fi
 run-clang-tidy -quiet -p build/debug -j 2 "$PWD/src/" >build/clang-tidy.log 2>&1 || {
-    grep -E 'warning:|error:' build/clang-tidy.log | sort -u
+    sed 's/\x1b\[[0-9;]*m//g' build/clang-tidy.log | grep -E 'warning:|error:' | sort -u
     status=1
 }
 
