@@ -74,6 +74,18 @@ expect 0 $'-5000000\t-5 secs' interval '-5 sec'
 expect 0 $'0\t0 seconds' interval '0 sec'
 for bad in 0 '0 weeks' 10 '10 weeks' '1.5 h' '0.5 h' ''; do expect 1 '' interval "$bad"; done
 expect 2 '' interval 1 sec
+# The profile root is a fixed path under /opt: reached only inside a private
+# mount namespace, where /opt is a fresh tmpfs.
+if unshare -m true 2>/dev/null; then
+    out=$(unshare -m bash -c 'mount -t tmpfs none /opt && r=/opt/qor/profiles &&
+        mkdir -p $r/home $r/work && echo Home >$r/home/profile_name &&
+        echo Office >$r/work/profile_name && echo work >$r/.current &&
+        "$1" profile list && "$1" profile current' _ "$tool")
+    [ "$out" = $'home\tHome\nwork\tOffice\nwork\tOffice' ] ||
+        { echo "FAIL: profile list and current gave [$out]"; failures=$((failures + 1)); }
+else
+    echo "profile list and current not run: no private mount namespace here"
+fi
 expect 2 '' profile
 expect 2 '' profile frob
 expect 2 ''
