@@ -22,7 +22,10 @@
 //
 // The fileutils_* and profileutils_* functions read a null pointer as an
 // empty text, which counts as a bad path. The configutils_* functions must
-// not get null pointers. The lock functions fileutils_acquirelock and
+// not get null pointers. configutils_writeconfig refuses (0, file untouched)
+// a key or value that could plant another setting, and the profileutils_*
+// functions a title or file name that is not one path component (see
+// qorbasic/config.h and qorbasic/profiles.h). The lock functions fileutils_acquirelock and
 // fileutils_releaselock are declared in qorbasic/files.h.
 #ifndef QORBASIC_FILEUTILS_FLAT_H
 #define QORBASIC_FILEUTILS_FLAT_H

@@ -12,6 +12,8 @@
 #include "qorbasic/url.h"
 #include "qorbasic/status.h"
 #include "qorbasic/threads.h"
+#include "qorbasic/queues.h"
+#include "qorbasic/signals.h"
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
 #include "qorbasic/files.h"
@@ -21,5 +23,6 @@
 #include "qorbasic/json.h"
 #include "qorbasic/json_validator.h"
 #include "qorbasic/net.h"
+#include "qorbasic/panic.h"
 
 #endif  // QORBASIC_QORBASIC_H
