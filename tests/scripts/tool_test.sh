@@ -69,12 +69,29 @@ expect 0 '' cidr contains 2001:db8::/32 2001:db8::1
 expect 1 '' cidr contains 2001:db8::/32 10.0.0.1
 for bad in 10.0.0.0/x 10.0.0.0/33 10.0.0.1 nonsense; do expect 2 '' cidr contains "$bad" 10.0.0.1; done
 expect 2 '' cidr contains 10.0.0.0/8 10.0.0
+expect 0 $'600000000\t10 mins' interval '10 mins'
+expect 0 $'-5000000\t-5 secs' interval '-5 sec'
+expect 0 $'0\t0 seconds' interval '0 sec'
+for bad in 0 '0 weeks' 10 '10 weeks' '1.5 h' '0.5 h' ''; do expect 1 '' interval "$bad"; done
+expect 2 '' interval 1 sec
+# The profile root is a fixed path under /opt: reached only inside a private
+# mount namespace, where /opt is a fresh tmpfs.
+if unshare -m true 2>/dev/null; then
+    out=$(unshare -m bash -c 'mount -t tmpfs none /opt && r=/opt/qor/profiles &&
+        mkdir -p $r/home $r/work && echo Home >$r/home/profile_name &&
+        echo Office >$r/work/profile_name && echo work >$r/.current &&
+        "$1" profile list && "$1" profile current' _ "$tool")
+    [ "$out" = $'home\tHome\nwork\tOffice\nwork\tOffice' ] ||
+        { echo "FAIL: profile list and current gave [$out]"; failures=$((failures + 1)); }
+else
+    echo "profile list and current not run: no private mount namespace here"
+fi
 expect 2 '' profile
 expect 2 '' profile frob
 expect 2 ''
 expect 2 '' frob
 
-for command in config profile json cidr; do
+for command in config profile json cidr interval; do
     out=$("$tool" "$command" --help) && [ "${out#usage: qorbasic $command}" != "$out" ] ||
         { echo "FAIL: qorbasic $command --help"; failures=$((failures + 1)); }
 done

@@ -22,6 +22,7 @@
 #include "qorbasic/json.h"
 #include "qorbasic/json_validator.h"
 #include "qorbasic/profiles.h"
+#include "qorbasic/timeutils.h"
 
 namespace {
 
@@ -287,6 +288,45 @@ int run_cidr(const Args& args) {
     return cidr.includes(address) ? kSuccess : kFailed;
 }
 
+// ---- interval
+
+// parse_interval gives 0 for a text it cannot read, and for a zero duration.
+// A zero number is told from a failure by reading the same text with the
+// number 1: a known unit then gives a nonzero duration.
+bool read_interval(const std::string& text, long& ticks) {
+    ticks = parse_interval(text.c_str());
+    if (ticks != 0) {
+        return true;
+    }
+    size_t start = text.find_first_not_of(" \t");
+    if (start != std::string::npos && (text[start] == '-' || text[start] == '+')) {
+        ++start;
+    }
+    size_t end = start == std::string::npos ? start : text.find_first_not_of('0', start);
+    if (start == std::string::npos || end == start ||
+        (end != std::string::npos && text[end] >= '1' && text[end] <= '9')) {
+        return false;
+    }
+    std::string one =
+        text.substr(0, start) + "1" + (end == std::string::npos ? "" : text.substr(end));
+    return parse_interval(one.c_str()) != 0;
+}
+
+int run_interval(const Args& args) {
+    const std::string me = "interval";
+    if (args.size() != 1) {
+        return bad_use(me, "expected one TEXT");
+    }
+    long ticks = 0;
+    if (!read_interval(args[0], ticks)) {
+        return fail(kFailed, me, "'" + args[0] + "' is not an interval");
+    }
+    std::string text;
+    render_interval(text, ticks);
+    std::printf("%ld\t%s\n", ticks, text.c_str());
+    return kSuccess;
+}
+
 const Command kCommands[] = {
     {"config",
      "usage: qorbasic config get FILE KEY | set FILE KEY VALUE | list FILE\n"
@@ -313,6 +353,12 @@ const Command kCommands[] = {
      "  exit 0 when ADDRESS lies in the prefix CIDR, 1 when it does not, 2 when\n"
      "  either text is not valid\n",
      run_cidr},
+    {"interval",
+     "usage: qorbasic interval TEXT\n"
+     "  read a duration such as \"10 mins\", \"2h\" or \"-5 sec\" and print its\n"
+     "  microseconds and its shortest text, tab-separated; exit 1 when TEXT\n"
+     "  is not a duration (\"10\", \"10 weeks\", \"1.5 h\")\n",
+     run_interval},
 };
 
 int usage(FILE* out) {
