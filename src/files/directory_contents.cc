@@ -33,11 +33,12 @@ DirectoryContents::DirectoryContents(const QRSTR& dir) : status(STATUS_INVALID_A
                 // The target text is taken as it is: a relative one is resolved
                 // against the process's working directory, not the link's own.
                 struct stat info;
-                if (stat(target.c_str(), &info) != 0) {
-                    others.append(name);
-                } else if (S_ISREG(info.st_mode)) {
+                // A dangling link and a link to anything but a file or a
+                // directory are both "others".
+                const bool resolved = stat(target.c_str(), &info) == 0;
+                if (resolved && S_ISREG(info.st_mode)) {
                     file_links.append(name);
-                } else if (S_ISDIR(info.st_mode)) {
+                } else if (resolved && S_ISDIR(info.st_mode)) {
                     dir_links.append(name);
                 } else {
                     others.append(name);

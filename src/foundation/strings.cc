@@ -102,8 +102,8 @@ static std::string& convert_in_place(std::string& text, char (*convert)(char)) {
     while (i < text.size() && convert(text[i]) == text[i]) ++i;
     if (i == text.size()) return text;
     for (; i < text.size(); ++i) text[i] = convert(text[i]);
-    const void* nul = memchr(text.data(), '\0', text.size());
-    if (nul != nullptr) text.resize(static_cast<const char*>(nul) - text.data());
+    const size_t nul = text.find('\0');
+    if (nul != std::string::npos) text.resize(nul);
     return text;
 }
 
@@ -140,7 +140,8 @@ std::string downcased(const std::string& text) {
 bool split_string(const std::string& text, std::string& left, std::string& right,
                   const std::string& separator) {
     if (&text == &left || &text == &right || &separator == &left || &separator == &right) {
-        const std::string text_copy(text), separator_copy(separator);
+        // Copies, not references: the outputs alias the inputs.
+        const std::string text_copy(text), separator_copy(separator);  // NOLINT(performance-unnecessary-copy-initialization)
         return split_string(text_copy, left, right, separator_copy);
     }
     size_t pos = text.find(separator);

@@ -125,7 +125,7 @@ bool parse_url(std::string& scheme, std::string& host, std::string& port, std::s
     // The outputs are cleared first, so a url that is one of them is read
     // from a copy.
     if (&url == &scheme || &url == &host || &url == &port || &url == &path) {
-        const std::string copy(url);
+        const std::string copy(url);  // NOLINT(performance-unnecessary-copy-initialization)
         return parse_url_into(scheme, host, port, path, copy);
     }
     return parse_url_into(scheme, host, port, path, url);

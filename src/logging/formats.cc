@@ -48,6 +48,13 @@ void append_json_string(std::string& out, const std::string& text) {
     qor::detail::append_json_string(out, text.data(), text.size());
 }
 
+// Copies bytes into a buffer that was sized in advance and returns the end;
+// the buffer is a std::string, which keeps its own terminator.
+inline char* put_bytes(char* to, const char* from, size_t size) {
+    std::memcpy(to, from, size);  // NOLINT(bugprone-not-null-terminated-result)
+    return to + size;
+}
+
 }  // namespace
 
 namespace qor {
@@ -72,7 +79,7 @@ void compose_line(std::string& out, const std::string& headers, const std::strin
 void append_json_string(std::string& out, const char* data, size_t size) {
     size_t start = out.size();
     JsonWriter::appendString(out, data, size);
-    size_t nuls = static_cast<size_t>(std::count(out.begin() + start, out.end(), '\0'));
+    size_t nuls = static_cast<size_t>(std::count(out.begin() + static_cast<std::ptrdiff_t>(start), out.end(), '\0'));
     if (nuls == 0) return;
     std::string escaped;
     escaped.reserve(out.size() - start + 5 * nuls);
@@ -147,18 +154,15 @@ void standard_format_content(std::string& out, const MessageContent& content) {
     }
     out.resize(total);
     char* p = &out[0];
-    std::memcpy(p, text, text_length);
-    p += text_length;
+    p = put_bytes(p, text, text_length);
     if (count > 0) *p++ = ':';
     for (int i = 0; i < count; ++i) {
         const std::string& name = content.paramName(i);
         const std::string& value = content.paramValue(i);
         *p++ = ' ';
-        std::memcpy(p, name.data(), name.size());
-        p += name.size();
+        p = put_bytes(p, name.data(), name.size());
         *p++ = '=';
-        std::memcpy(p, value.data(), value.size());
-        p += value.size();
+        p = put_bytes(p, value.data(), value.size());
     }
 }
 

@@ -56,7 +56,9 @@ std::string AddrToStr(sockaddr* address) {
     return text;
 }
 
-int LookupName(const std::string& name, std::function<void(const sockaddr*)> callback) {
+// The callback is taken by value as the public declaration has it.
+int LookupName(const std::string& name,
+               std::function<void(const sockaddr*)> callback) {  // NOLINT(performance-unnecessary-value-param)
     if (name.empty()) return 0;
     AddrInfoList list;
     int rc = resolve(name.c_str(), 0, list);
@@ -83,8 +85,10 @@ bool dns_resolve(std::vector<sockaddr_storage*>& out, QRSTR const& name) {
         // Family and address only: port, flow information and scope stay 0.
         std::unique_ptr<sockaddr_storage> address(new sockaddr_storage());
         IPAddress(entry->ai_addr).copy(reinterpret_cast<sockaddr*>(address.get()));
-        out.push_back(address.get());
-        address.release();
+        // The slot exists before ownership moves into it, so a failing
+        // push_back cannot leak the address.
+        out.push_back(nullptr);
+        out.back() = address.release();
     }
     return true;
 }
