@@ -1,3 +1,4 @@
+// One scan of a directory, its entries sorted into five lists by kind.
 #include <dirent.h>
 #include <sys/stat.h>
 

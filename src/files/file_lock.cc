@@ -1,3 +1,4 @@
+// Lock files: flock on <lockdir>/<basename>.lock, held by ScopedFileLock.
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,3 +1,4 @@
+// Whole-file reading and writing, line reads and file comparison.
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>

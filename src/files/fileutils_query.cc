@@ -1,3 +1,4 @@
+// File queries: existence, kind, size, times and access of a path.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// The chunked line reader that config and profile files are read with.
 #include "files/line_reader.h"
 
 #include <cstring>

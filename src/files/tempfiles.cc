@@ -1,3 +1,4 @@
+// Temporary names, unique files and the cached temporary and lock directories.
 #include <errno.h>
 #include <limits.h>
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// Tree operations: making, moving, copying and removing by directory descriptor.
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// PortableMutex and ScopedLock.
 #include "qorbasic/lock.h"
 
 Lockable::~Lockable() = default;

@@ -1,3 +1,4 @@
+// Number and boolean parsing and rendering.
 #include "qorbasic/numbers.h"
 
 #include <cerrno>

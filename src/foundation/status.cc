@@ -1,3 +1,4 @@
+// Status codes, their texts and the client translators.
 #include "qorbasic/status.h"
 
 namespace {

@@ -1,3 +1,4 @@
+// String algorithms: trimming, case, splitting, joining and comparing.
 #include "qorbasic/strings.h"
 
 #include <cctype>

@@ -1,3 +1,4 @@
+// QRSTR, StringVector and the bounded copies of text.
 #include "qorbasic/text.h"
 
 #include <strings.h>

@@ -1,3 +1,4 @@
+// URLs taken apart and put together, and percent coding.
 #include "qorbasic/url.h"
 
 #include "foundation/text_alias.h"

@@ -1,3 +1,4 @@
+// Assertion failures: the default handler and the settable one.
 #include <csignal>
 #include <cstdio>
 

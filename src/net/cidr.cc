@@ -1,3 +1,4 @@
+// IPCidr: prefixes, containment, neighbours and common supersets.
 #include "qorbasic/cidr.h"
 
 #include <climits>

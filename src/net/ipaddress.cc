@@ -1,3 +1,4 @@
+// IPAddress: parsing, text, comparison and derived addresses.
 #include "qorbasic/ipaddress.h"
 
 #include <arpa/inet.h>

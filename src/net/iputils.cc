@@ -1,3 +1,4 @@
+// IPUtils helpers and their flat forms.
 #include <cstring>
 #include <string>
 

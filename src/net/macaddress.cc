@@ -1,3 +1,4 @@
+// MACAddress: parsing and text.
 #include <cstdio>
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// Views of the IP and transport headers of a raw packet.
 #include "logging/library_log.h"
 #include "qorbasic/net.h"
 

@@ -1,3 +1,4 @@
+// Name resolution through the platform resolver.
 #include <netdb.h>
 
 #include <cstring>

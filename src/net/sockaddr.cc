@@ -1,3 +1,4 @@
+// SockAddr: a socket address with its port, and its text forms.
 #include <arpa/inet.h>
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// Thread primitives: naps, polling waits, thread names and exit_process.
 #include <pthread.h>
 #include <time.h>
 #include <unistd.h>

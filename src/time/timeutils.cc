@@ -1,3 +1,4 @@
+// Ticks, clocks, the zone offset and the standard timestamp.
 #include "qorbasic/timeutils.h"
 
 #include <unistd.h>
