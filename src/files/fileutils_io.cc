@@ -1,4 +1,4 @@
-// Whole-file reading and writing, line reads and file comparison.
+// Whole-file I/O: text, line and binary reads and writes, and file comparison.
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>

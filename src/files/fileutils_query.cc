@@ -1,4 +1,4 @@
-// File queries: existence, kind, size, times and access of a path.
+// File queries: existence and kind of a path, size, times, links and the program's own directory.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// QRSTR, StringVector and the bounded copies of text.
+// Text values: QRSTR, StringVector, comparisons and bounded copies.
 #include "qorbasic/text.h"
 
 #include <strings.h>

@@ -1,4 +1,4 @@
-// IPUtils helpers and their flat forms.
+// IPUtils helpers (families, netmasks, prefix lengths, MAC values) and their flat forms.
 #include <cstring>
 #include <string>
 
