@@ -34,8 +34,8 @@ int hexDigit(char c) {
 // and letters (hex digits, exponents, inf, nan and its n-char-sequence), the
 // underscore and parentheses of nan(...), and signs.
 bool mayContinueNumber(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           c == '_' || c == '(' || c == ')' || c == '+' || c == '-';
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
+           c == '(' || c == ')' || c == '+' || c == '-';
 }
 
 // Whether the white space of the locale's table is exactly the C set, so
@@ -209,7 +209,8 @@ namespace {
 bool keyLess(const std::string& a, const std::string& b) {
     const size_t common = a.size() < b.size() ? a.size() : b.size();
     for (size_t i = 0; i < common; ++i) {
-        if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
+        if (a[i] != b[i])
+            return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
     }
     return a.size() < b.size();
 }
@@ -231,7 +232,8 @@ void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
         PendingMember& member = *order[i];
         std::unique_ptr<JsonNode> value(member.value);
         member.value = nullptr;
-        if (i + 1 < order.size() && order[i + 1]->key == member.key) continue;  // a later equal key wins
+        if (i + 1 < order.size() && order[i + 1]->key == member.key)
+            continue;  // a later equal key wins
         entries.emplace_hint(entries.end(), std::move(member.key), value.get());
         value.release();
     }
