@@ -96,7 +96,6 @@ class JsonParser {
     struct PendingMember {
         std::string key;
         JsonNode* value;  // owned while pending
-        size_t order;     // of arrival, so that the last of equal keys wins
     };
 
     const char* text_;
@@ -109,6 +108,8 @@ class JsonParser {
     mutable std::vector<JsonNode*> pending_;
     // Members of the objects being parsed, innermost last.
     mutable std::vector<PendingMember> members_;
+    // The members of one object in key order, while they move into its map.
+    mutable std::vector<PendingMember*> order_;
 };
 
 #endif  // QORBASIC_SRC_JSON_JSON_INTERNAL_H

@@ -34,8 +34,8 @@ int hexDigit(char c) {
 // and letters (hex digits, exponents, inf, nan and its n-char-sequence), the
 // underscore and parentheses of nan(...), and signs.
 bool mayContinueNumber(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           c == '_' || c == '(' || c == ')' || c == '+' || c == '-';
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
+           c == '(' || c == ')' || c == '+' || c == '-';
 }
 
 // Whether the white space of the locale's table is exactly the C set, so
@@ -83,6 +83,7 @@ JsonParser::JsonParser(const char* text, unsigned int limit)
     cSpace_ = spaceIsC(ctype_);
     pending_.swap(keptStack<decltype(pending_)>());
     members_.swap(keptStack<decltype(members_)>());
+    order_.swap(keptStack<decltype(order_)>());
 }
 
 // isspace() of the byte as a signed char, from the table that isspace reads.
@@ -187,7 +188,7 @@ JsonHash* JsonParser::parseObject(unsigned int& pos, unsigned int depth) const {
         std::unique_ptr<JsonNode> value;
         if (!parseKeyAndValue(pos, key, value, depth)) break;
         if (value) {
-            members_.push_back(PendingMember{std::move(key), value.get(), members_.size()});
+            members_.push_back(PendingMember{std::move(key), value.get()});
             value.release();
             if (!atMemberEnd(pos)) break;
         }
@@ -208,7 +209,8 @@ namespace {
 bool keyLess(const std::string& a, const std::string& b) {
     const size_t common = a.size() < b.size() ? a.size() : b.size();
     for (size_t i = 0; i < common; ++i) {
-        if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
+        if (a[i] != b[i])
+            return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
     }
     return a.size() < b.size();
 }
@@ -216,24 +218,26 @@ bool keyLess(const std::string& a, const std::string& b) {
 }  // namespace
 
 void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
-    auto first = members_.begin() + mark, last = members_.end();
-    std::sort(first, last, [](const PendingMember& a, const PendingMember& b) {
-        if (keyLess(a.key, b.key)) return true;
-        return !keyLess(b.key, a.key) && a.order < b.order;
+    // Sorted by pointer, not moved: of equal keys the later member lies
+    // further on in the stack.
+    std::vector<PendingMember*>& order = order_;
+    order.clear();
+    for (size_t i = mark; i < members_.size(); ++i) order.push_back(&members_[i]);
+    std::sort(order.begin(), order.end(), [](const PendingMember* a, const PendingMember* b) {
+        if (keyLess(a->key, b->key)) return true;
+        return !keyLess(b->key, a->key) && a < b;
     });
     JsonHash::Entries& entries = hash.entries_;
-    for (auto it = first; it != last; ++it) {
-        JsonNode* value = it->value;
-        it->value = nullptr;
-        if (it + 1 != last && it[1].key == it->key) {
-            delete value;  // a later equal key wins
-            continue;
-        }
-        std::unique_ptr<JsonNode> owned(value);
-        entries.emplace_hint(entries.end(), std::move(it->key), value);
-        owned.release();
+    for (size_t i = 0; i < order.size(); ++i) {
+        PendingMember& member = *order[i];
+        std::unique_ptr<JsonNode> value(member.value);
+        member.value = nullptr;
+        if (i + 1 < order.size() && order[i + 1]->key == member.key)
+            continue;  // a later equal key wins
+        entries.emplace_hint(entries.end(), std::move(member.key), value.get());
+        value.release();
     }
-    members_.erase(first, last);
+    members_.erase(members_.begin() + mark, members_.end());
 }
 
 void JsonParser::dropMembers(size_t mark) const {
@@ -284,6 +288,7 @@ JsonParser::~JsonParser() {
     dropPending(0);
     keepStack(pending_);
     keepStack(members_);
+    keepStack(order_);
 }
 
 bool JsonParser::parseString(unsigned int& pos, std::string& out) const {

@@ -33,7 +33,7 @@ inline const char* findQuoteOrBackslashPlain(const char* p, const char* end) {
 
 inline const char* skipCSpaceFast(const char* p, const char* end) {
     // Most calls stand on a byte that is no white space at all.
-    if (p < end && static_cast<unsigned char>(*p) > ' ') return p;
+    if (p<end&& static_cast<unsigned char>(*p)> ' ') return p;
     const __m128i blank = _mm_set1_epi8(' '), tab = _mm_set1_epi8('\t'),
                   span = _mm_set1_epi8('\r' - '\t');
     while (end - p >= 16) {
@@ -54,8 +54,7 @@ inline const char* findQuoteOrBackslashFast(const char* p, const char* end) {
     const __m128i quote = _mm_set1_epi8('"'), backslash = _mm_set1_epi8('\\');
     while (end - p >= 16) {
         __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        __m128i hit =
-            _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash));
+        __m128i hit = _mm_or_si128(_mm_cmpeq_epi8(bytes, quote), _mm_cmpeq_epi8(bytes, backslash));
         unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(hit));
         if (mask != 0) return p + __builtin_ctz(mask);
         p += 16;

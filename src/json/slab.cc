@@ -47,8 +47,8 @@ std::atomic<size_t> chunksMapped{0};
 Chunk* mapChunk() {
     // mmap aligns to pages only: map twice the size and keep the aligned half,
     // so that a node finds its chunk by masking its address.
-    void* raw = mmap(nullptr, 2 * kChunkSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
-                     -1, 0);
+    void* raw =
+        mmap(nullptr, 2 * kChunkSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (raw == MAP_FAILED) throw std::bad_alloc();
     uintptr_t start = reinterpret_cast<uintptr_t>(raw);
     uintptr_t chunk = (start + kChunkSize - 1) & ~(kChunkSize - 1);

@@ -13,8 +13,8 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
-#include <thread>
 #include <sstream>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -121,7 +121,7 @@ void finishesWithin(std::chrono::seconds deadline, const std::function<void()>& 
 // A flat array with no blanks once made every element's number scan copy the
 // rest of the array: hours for 4 MB.
 TEST(JsonParser, FlatArraysOfEveryNumberFormParseInLinearTime) {
-    const char* const forms[] = {"-12", "+1",    "007",      ".5",  "1E+5",
+    const char* const forms[] = {"-12",  "+1",    "007",      ".5",  "1E+5",
                                  "0x1F", "0x1p3", "Infinity", "nan", "nan(x)"};
     for (const std::string form : forms) {
         std::string text = "[" + form;

@@ -1,11 +1,11 @@
 // The parser's fast byte scans against the plain forms they stand in for.
+#include "json/scan.h"
+
 #include <gtest/gtest.h>
 
 #include <cctype>
 #include <random>
 #include <string>
-
-#include "json/scan.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ TEST(JsonScan, CSpaceIsIsspaceOfTheCLocale) {
 }
 
 TEST(JsonScan, FastScansAgreeWithThePlainOnesAtEveryStartAndLength) {
-    const char alphabet[] = {' ', '\t', '\n', '\v', '\f', '\r', '"',  '\\',
+    const char alphabet[] = {' ', '\t', '\n',   '\v',   '\f',   '\r',   '"', '\\',
                              'a', '\0', '\x80', '\x08', '\x0e', '\x1f', '!', '\xff'};
     std::mt19937 random(17);
     for (int round = 0; round < 3000; ++round) {

@@ -1,5 +1,7 @@
 // The node allocator: whole trees give their memory back, nodes may die on
 // any thread, and a client's subclass gets the size and alignment it needs.
+#include "json/slab.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -7,7 +9,6 @@
 #include <string>
 #include <thread>
 
-#include "json/slab.h"
 #include "qorbasic/json.h"
 
 namespace {
