@@ -1,22 +1,13 @@
 #include "qorbasic/config.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <utime.h>
 
 #include <algorithm>
-#include <fstream>
-#include <functional>
-#include <sstream>
-#include <vector>
 
 #include "files/temp_tree.h"
-#include "qorbasic/fileutils_flat.h"
 
+using namespace files_test;
 using ConfigUtils::ConfigMap;
-using files_test::read_all;
-using files_test::write_text;
 
 namespace {
 
@@ -94,7 +85,7 @@ TEST(RenderConfigLineTest, JoinsKeySeparatorAndValueAsTheyAre) {
 }
 
 TEST(GetConfigTest, AddsToTheMapAndTheLaterLineOfAKeyWins) {
-    files_test::TempTree dir;
+    TempTree dir;
     const struct {
         std::string text;
         ConfigMap expected;
@@ -126,7 +117,7 @@ TEST(GetConfigTest, AddsToTheMapAndTheLaterLineOfAKeyWins) {
 // byte: a rewrite built from its reading would drop the rest of the file, so
 // such a file is refused and left whole.
 TEST(ConfigFailureTest, EveryFailureGivesFalseAndChangesNothing) {
-    files_test::TempTree dir;
+    TempTree dir;
     ConfigMap config{{"kept", "yes"}};
     std::istringstream failed("a=1\n");
     failed.setstate(std::ios::failbit);
@@ -151,10 +142,10 @@ TEST(ConfigFailureTest, EveryFailureGivesFalseAndChangesNothing) {
 // the lock of that name with it. Every reader and writer refuses it at once;
 // the child lets a blocked open fail the test instead of hanging it.
 TEST(ConfigFailureTest, FifoAtTheConfigPathIsRefusedWithoutBlocking) {
-    files_test::TempTree dir;
+    TempTree dir;
     const std::string fifo = dir.path("pipe.conf"), file = dir.file("plain", "a=1\n");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    EXPECT_EQ(0, files_test::run_in_child([&] {
+    const auto refused = [&] {
         alarm(30);
         ConfigMap config;
         std::vector<std::string> lines;
@@ -167,20 +158,21 @@ TEST(ConfigFailureTest, FifoAtTheConfigPathIsRefusedWithoutBlocking) {
         CHILD_CHECK(FileUtils::readOneLine(line, fifo).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(FileUtils::readBinaryFile(bytes, fifo).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(FileUtils::writeFile(fifo, "x", true).status == STATUS_OPEN_FAILED);
-        CHILD_CHECK(FileUtils::copyFile(fifo, dir.path("copy"), true).status == STATUS_OPEN_FAILED);
+        CHILD_CHECK(FileUtils::copyFile(fifo, file, true).status == STATUS_OPEN_FAILED);
         return FileUtils::copyFile(file, fifo, true).status == STATUS_OPEN_FAILED;
-    }));
+    };
+    EXPECT_EQ(0, run_in_child(refused));
 }
 
 // A line end in a value, or a separator, '#' or line end in a key, would
 // plant another setting for the next reader. Every writer refuses them and
 // leaves the file as it was.
 TEST(ConfigFailureTest, KeysAndValuesThatWouldInjectASettingAreRefused) {
-    files_test::TempTree dir;
+    TempTree dir;
     const std::string text = "role=user\n", path = dir.file("inject.conf", text);
     const std::pair<std::string, std::string> cases[] = {
         {"name", "x\nrole=admin"}, {"name", "x\rrole=admin"}, {"role=admin\nname", "x"},
-        {"role\r", "admin"},       {"role=admin", ""},         {"#role", "admin"},
+        {"role\r", "admin"},       {"role=admin", ""},        {"#role", "admin"},
     };
     for (const auto& c : cases) {
         EXPECT_FALSE(ConfigUtils::setConfigValue(path, c.first, c.second)) << c.first;
@@ -193,7 +185,7 @@ TEST(ConfigFailureTest, KeysAndValuesThatWouldInjectASettingAreRefused) {
 
 // Each case: a file (null: none), one change, the file after it.
 TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
-    files_test::TempTree dir;
+    TempTree dir;
     using Op = std::function<bool(const std::string&)>;
     auto write = [](ConfigMap m, char sep = '=') -> Op {
         return [=](const std::string& p) { return ConfigUtils::writeConfig(p, m, sep); };
@@ -252,7 +244,7 @@ TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
         if (!c.before.empty()) write_text(path, c.before);
         EXPECT_TRUE(c.op(path)) << c.name;
         if (c.after == nullptr) {
-            EXPECT_FALSE(files_test::exists_no_follow(path)) << c.name;
+            EXPECT_FALSE(exists_no_follow(path)) << c.name;
         } else {
             EXPECT_EQ(c.after, read_all(path)) << c.name;
         }
@@ -262,7 +254,7 @@ TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
 // When nothing changes the file keeps its bytes and its modification time,
 // although its lines are not in normal form.
 TEST(WriteConfigTest, UnchangedSettingsLeaveBytesAndModificationTime) {
-    files_test::TempTree dir;
+    TempTree dir;
     const std::string path = dir.path("test.conf");
     const std::string text =
         "# head\n   # indented\n\nname = \"two words\"   # who\n  other : x\nempty=\n"
@@ -287,7 +279,7 @@ TEST(WriteConfigTest, UnchangedSettingsLeaveBytesAndModificationTime) {
 }
 
 TEST(GetConfigValueTest, GivesTextOrTheIntegerOrTheDefault) {
-    files_test::TempTree dir;
+    TempTree dir;
     const std::string path = dir.file("test.conf",
                                       "a = \"x y\"\nempty=\nletters=abc\n"
                                       "mixed=12abc\nsigned= -3\nhuge=99999999999\n"
@@ -312,7 +304,7 @@ TEST(GetConfigValueTest, GivesTextOrTheIntegerOrTheDefault) {
 // and in their number of keys, so a torn file matches none of them.
 TEST(ConfigConcurrencyTest, ReadersUnderTheLockSeeOnlyCompleteStates) {
     constexpr int kWriters = 3, kReaders = 3, kWrites = 150, kReads = 300;
-    files_test::TempTree dir;
+    TempTree dir;
     const std::string path = dir.path("shared.conf");
     std::vector<ConfigMap> states;
     for (int s = 0; s < 2 * kWriters; ++s) {
@@ -326,33 +318,18 @@ TEST(ConfigConcurrencyTest, ReadersUnderTheLockSeeOnlyCompleteStates) {
         return std::find(states.begin(), states.end(), seen) != states.end();
     };
     ASSERT_TRUE(ConfigUtils::writeConfig(path, states[0], '='));
-    std::vector<pid_t> children;
-    fflush(nullptr);
-    for (int p = 0; p < kWriters + kReaders; ++p) {
-        const pid_t pid = fork();
-        ASSERT_GE(pid, 0);
-        if (pid == 0 && p < kWriters) {
-            for (int i = 0; i < kWrites; ++i) {
-                if (!ConfigUtils::writeConfig(path, states[2 * p + (i + 1) % 2], '=')) _exit(1);
-            }
-            _exit(0);
+    // Exit status 1: a writer failed, 2: a reader saw a torn file, 3: a reader failed.
+    EXPECT_TRUE(children_succeed(kWriters + kReaders, [&](int p) {
+        for (int i = 0; p < kWriters && i < kWrites; ++i) {
+            if (!ConfigUtils::writeConfig(path, states[2 * p + (i + 1) % 2], '=')) return 1;
         }
-        if (pid == 0) {
-            for (int i = 0; i < kReads; ++i) {
-                ConfigMap seen;
-                if (!ConfigUtils::getConfig(path, seen, '=')) _exit(3);
-                if (!complete(seen)) _exit(2);
-            }
-            _exit(0);
+        for (int i = 0; p >= kWriters && i < kReads; ++i) {
+            ConfigMap seen;
+            if (!ConfigUtils::getConfig(path, seen, '=')) return 3;
+            if (!complete(seen)) return 2;
         }
-        children.push_back(pid);
-    }
-    for (pid_t pid : children) {
-        int status = 0;
-        ASSERT_EQ(pid, waitpid(pid, &status, 0));
-        // 1: a writer failed, 2: a reader saw a torn file, 3: a reader failed.
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    }
+        return 0;
+    }));
     ConfigMap last;
     ASSERT_TRUE(ConfigUtils::getConfig(path, last, '='));
     EXPECT_TRUE(complete(last));

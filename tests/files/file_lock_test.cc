@@ -1,6 +1,4 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <limits.h>
 #include <poll.h>
 #include <signal.h>
@@ -8,19 +6,12 @@
 
 #include <memory>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "files/temp_tree.h"
 #include "files/tempfiles_internal.h"
-#include "qorbasic/files.h"
 #include "qorbasic/threads.h"
 
-using files_test::exists_no_follow;
-using files_test::permissions;
-using files_test::run_in_child;
-using files_test::TempTree;
-using files_test::TestDirectories;
+using namespace files_test;
 
 // One environment for the whole test program: every test that reaches the
 // temporary or lock directory finds them inside its own temporary tree.
@@ -145,6 +136,12 @@ TEST(MakeUniqueFileTest, MakesANewFileWithMode0644OpenForReadingAndWriting) {
                   char back[16] = {};
                   CHILD_CHECK(fgets(back, sizeof back, a) != nullptr);
                   CHILD_CHECK(std::string(back) == "written");
+                  // The flat form gives the name in memory from malloc.
+                  char* name = nullptr;
+                  FILE* c = fileutils_mkunique(prefix.c_str(), &name);
+                  CHILD_CHECK(c != nullptr && name != nullptr && permissions(name) == 0644);
+                  CHILD_CHECK(std::string(name).compare(0, prefix.size() + 1, prefix + ".") == 0);
+                  free(name);
                   return true;
               }),
               0);
@@ -167,6 +164,9 @@ TEST(MakeUniqueFileTest, FailuresGiveNullAndLeaveTheName) {
         EXPECT_EQ(lines, c.second) << log;
         EXPECT_TRUE(lines == 0 || log.find("No such file or directory") != std::string::npos);
     }
+    char marker = 'm', *name = &marker;
+    EXPECT_EQ(fileutils_mkunique(tree.path("no/such/x").c_str(), &name), nullptr);
+    EXPECT_EQ(name, &marker);
 }
 
 TEST(ScopedFileLockTest, LockFileIsNamedAfterTheBaseNameOnly) {
@@ -335,35 +335,22 @@ TEST(FileLockStressTest, ProcessesNeverLoseAnIncrement) {
     TempTree tree;
     const std::string counter = tree.file("counter", "0\n");
     constexpr int kProcesses = 6, kIncrements = 300;
-    std::vector<pid_t> workers;
-    fflush(nullptr);
-    for (int p = 0; p < kProcesses; ++p) {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            for (int i = 0; i < kIncrements; ++i) {
-                FileUtils::ScopedFileLock lock(counter);
-                std::string text;
-                if (!lock.is_valid() || !FileUtils::readOneLine(text, counter).is_success()) {
-                    _exit(2);
-                }
-                char* end = nullptr;
-                const long value = strtol(text.c_str(), &end, 10);
-                if (text.empty() || *end != '\0') _exit(3);  // a torn counter
-                if (!FileUtils::writeFile(counter, std::to_string(value + 1), true).is_success()) {
-                    _exit(4);
-                }
+    // Exit status 2: no lock or no line, 3: a torn counter, 4: a failed write.
+    EXPECT_TRUE(children_succeed(kProcesses, [&](int) {
+        for (int i = 0; i < kIncrements; ++i) {
+            FileUtils::ScopedFileLock lock(counter);
+            std::string text;
+            if (!lock.is_valid() || !FileUtils::readOneLine(text, counter).is_success()) return 2;
+            char* end = nullptr;
+            const long value = strtol(text.c_str(), &end, 10);
+            if (text.empty() || *end != '\0') return 3;
+            if (!FileUtils::writeFile(counter, std::to_string(value + 1), true).is_success()) {
+                return 4;
             }
-            _exit(0);
         }
-        ASSERT_GT(pid, 0);
-        workers.push_back(pid);
-    }
-    for (pid_t pid : workers) {
-        int status = 0;
-        ASSERT_EQ(waitpid(pid, &status, 0), pid);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    }
-    EXPECT_EQ(files_test::read_all(counter), std::to_string(kProcesses * kIncrements) + "\n");
+        return 0;
+    }));
+    EXPECT_EQ(read_all(counter), std::to_string(kProcesses * kIncrements) + "\n");
     EXPECT_FALSE(exists_no_follow(lock_file("counter.lock")));
 }
 

@@ -1,52 +1,39 @@
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
 #include <set>
 
 #include "files/profile_paths.h"
 #include "files/temp_tree.h"
-#include "qorbasic/fileutils_flat.h"
 #include "qorbasic/guards.h"
 #include "qorbasic/profiles.h"
 
-using files_test::read_all;
-using files_test::write_text;
+using namespace files_test;
 
 // The fixed paths, through the flat functions: 1 for success, 0 for a cut
 // text or a refused argument, which leaves the buffer alone.
 TEST(ProfilePathsTest, FixedPathsAndRefusedArguments) {
     char b[128];
-    EXPECT_EQ(1, profileutils_profile_path(b, sizeof b, "a"));
-    EXPECT_STREQ("/opt/qor//profiles/a", b);
-    EXPECT_EQ(1, profileutils_file_in_profile(b, sizeof b, "a", "hip.conf"));
-    EXPECT_STREQ("/opt/qor//profiles/a/hip.conf", b);
-    EXPECT_EQ(1, profileutils_factory_path(b, sizeof b));
-    EXPECT_STREQ("/opt/qor//profiles/.factory", b);
-    EXPECT_EQ(1, profileutils_dotcurrent_path(b, sizeof b));
-    EXPECT_STREQ("/opt/qor//profiles/.current", b);
-    EXPECT_EQ(1, profileutils_current_profile_path(b, sizeof b));
-    EXPECT_STREQ("/etc/bulwin/", b);
-    EXPECT_EQ(1, profileutils_file_in_current(b, sizeof b, "x"));
-    EXPECT_STREQ("/etc/bulwin//x", b);
-    EXPECT_EQ(0, profileutils_installation_path(b, 8));
-    EXPECT_STREQ("/etc/bu", b);
-    EXPECT_EQ(0, profileutils_profile_path(b, sizeof b, ""));
-    EXPECT_EQ(0, profileutils_profile_path(b, sizeof b, nullptr));
-    EXPECT_EQ(0, profileutils_file_in_profile(b, sizeof b, "a", nullptr));
-    EXPECT_EQ(0, profileutils_file_in_current(b, sizeof b, ""));
-    EXPECT_STREQ("/etc/bu", b);
+    // The result of a call, and the buffer after it.
+    auto gives = [&b](int result, const char* text) { return std::to_string(result) + b == text; };
+    EXPECT_TRUE(gives(profileutils_profile_path(b, sizeof b, "a"), "1/opt/qor//profiles/a"));
+    EXPECT_TRUE(gives(profileutils_file_in_profile(b, sizeof b, "a", "hip.conf"),
+                      "1/opt/qor//profiles/a/hip.conf"));
+    EXPECT_TRUE(gives(profileutils_factory_path(b, sizeof b), "1/opt/qor//profiles/.factory"));
+    EXPECT_TRUE(gives(profileutils_dotcurrent_path(b, sizeof b), "1/opt/qor//profiles/.current"));
+    EXPECT_TRUE(gives(profileutils_current_profile_path(b, sizeof b), "1/etc/bulwin/"));
+    EXPECT_TRUE(gives(profileutils_file_in_current(b, sizeof b, "x"), "1/etc/bulwin//x"));
+    EXPECT_TRUE(gives(profileutils_installation_path(b, 8), "0/etc/bu"));
+    EXPECT_TRUE(gives(profileutils_profile_path(b, sizeof b, ""), "0/etc/bu"));
+    EXPECT_TRUE(gives(profileutils_profile_path(b, sizeof b, nullptr), "0/etc/bu"));
+    EXPECT_TRUE(gives(profileutils_file_in_profile(b, sizeof b, "a", nullptr), "0/etc/bu"));
+    EXPECT_TRUE(gives(profileutils_file_in_current(b, sizeof b, ""), "0/etc/bu"));
     // The C++ functions clear their output, all but file_in_current.
-    std::string out = "old";
-    EXPECT_FALSE(ProfileUtils::profile_path(out, ""));
-    EXPECT_EQ("", out);
-    out = "old";
-    EXPECT_FALSE(ProfileUtils::file_in_profile(out, "", "hip.conf"));
-    EXPECT_EQ("", out);
-    out = "old";
-    EXPECT_FALSE(ProfileUtils::file_in_current(out, ""));
-    EXPECT_EQ("old", out);
+    std::string cleared = "old", kept = "old";
+    EXPECT_FALSE(ProfileUtils::profile_path(cleared, ""));
+    EXPECT_EQ("", cleared);
+    cleared = "old";
+    EXPECT_FALSE(ProfileUtils::file_in_profile(cleared, "", "hip.conf"));
+    EXPECT_EQ("", cleared);
+    EXPECT_FALSE(ProfileUtils::file_in_current(kept, ""));
+    EXPECT_EQ("old", kept);
 }
 
 TEST(ProfileInfoTest, FindCaptionComparesWithCase) {
@@ -99,7 +86,7 @@ class Profiles : public ::testing::Test {
     static std::string cwd() { return std::filesystem::current_path(); }
     static std::string real(const std::string& path) { return std::filesystem::canonical(path); }
 
-    files_test::TempTree dir_;
+    TempTree dir_;
     const std::string root_ = dir_.dir("profiles") + "/";
     const std::string saved_cwd_ = cwd();
 };
@@ -197,7 +184,7 @@ TEST_F(Profiles, WriteDotCurrentGivesModeRwForAllWhateverTheUmask) {
     EXPECT_EQ(1, profileutils_write_dot_current("c"));
     umask(old_umask);
     EXPECT_EQ("c\n", read_all(dotcurrent()));
-    EXPECT_EQ(0666u, files_test::permissions(dotcurrent()));
+    EXPECT_EQ(0666u, permissions(dotcurrent()));
 }
 
 TEST_F(Profiles, DotCurrentSnapshotInEachStateOfDotcurrent) {
@@ -252,7 +239,7 @@ TEST_F(Profiles, SetCurrentProfileEntersTheProfileThatDotcurrentEndsUpNaming) {
         EXPECT_EQ(real(root_ + c.entered), cwd()) << name;
         EXPECT_EQ(*c.entered == 'c' ? c.dotcurrent : "b\n", read_all(dotcurrent())) << name;
         if (*c.entered == 'b') {
-            EXPECT_EQ(0666u, files_test::permissions(dotcurrent())) << name;
+            EXPECT_EQ(0666u, permissions(dotcurrent())) << name;
         }
         std::filesystem::current_path(saved_cwd_);
         std::string out = "old";
@@ -333,7 +320,7 @@ TEST_F(Profiles, NamesThatAreNotOnePathComponentAreRefused) {
         ProfileInfo info;
         EXPECT_FALSE(info.from_profiledir(bad).valid) << bad;
     }
-    EXPECT_FALSE(files_test::exists_no_follow(outside + "/profile_name"));
+    EXPECT_FALSE(exists_no_follow(outside + "/profile_name"));
     write_text(dotcurrent(), "../outside\n");
     std::string conf;
     EXPECT_TRUE(ProfileUtils::set_current_profile(conf));

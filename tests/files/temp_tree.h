@@ -15,10 +15,14 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "qorbasic/files.h"
+#include "qorbasic/fileutils_flat.h"
 
 namespace files_test {
+
+using Lines = std::vector<std::string>;
 
 inline void write_text(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
@@ -97,6 +101,25 @@ inline int run_in_child(const std::function<bool()>& body) {
     int status = 0;
     if (pid < 0 || waitpid(pid, &status, 0) != pid) return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Runs body(i) in `count` children at once; true when every child exited
+// with status 0, so each child reports its own failure through its status.
+inline bool children_succeed(int count, const std::function<int(int)>& body) {
+    fflush(nullptr);
+    std::vector<pid_t> pids;
+    for (int i = 0; i < count; ++i) {
+        const pid_t pid = fork();
+        if (pid == 0) _exit(body(i));
+        pids.push_back(pid);
+    }
+    bool all = true;
+    for (pid_t pid : pids) {
+        int status = 0;
+        all = pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) &&
+              WEXITSTATUS(status) == 0 && all;
+    }
+    return all;
 }
 
 // Permission checks do not fail for root, so a root test process drops to

@@ -117,33 +117,18 @@ TEST(IPAddressTest, BitOperatorsTakeFamilyAndWidthFromLeftOperand) {
     EXPECT_FALSE((~IPAddress()).isValid());
 }
 
-TEST(IPAddressTest, MakeNetmaskCoversBothFamiliesAndRejectsTooLong) {
-    const std::tuple<unsigned, unsigned, const char*> cases[] = {
-        {AF_INET, 0, "0.0.0.0"},
-        {AF_INET, 1, "128.0.0.0"},
-        {AF_INET, 25, "255.255.255.128"},
-        {AF_INET, 32, "255.255.255.255"},
-        {AF_INET, 33, "invalid"},
-        {AF_INET6, 0, "::"},
-        {AF_INET6, 33, "ffff:ffff:8000::"},
-        {AF_INET6, 129, "invalid"},
-        {AF_UNIX, 8, "invalid"},
-        {0, 0, "invalid"},
-    };
-    for (const auto& [family, prefix, mask] : cases) {
-        EXPECT_EQ(IPAddress::makeNetmask(family, prefix).toString(), mask)
-            << family << "/" << prefix;
+// Every valid length of both families is checked in cidr_property_test.cc;
+// these are the refusals.
+TEST(IPAddressTest, NetmasksRejectTooLongPrefixesUnknownFamiliesAndGaps) {
+    const std::tuple<unsigned, unsigned> refused[] = {
+        {AF_INET, 33}, {AF_INET6, 129}, {AF_UNIX, 8}, {0, 0}};
+    for (const auto& [family, prefix] : refused) {
+        EXPECT_FALSE(IPAddress::makeNetmask(family, prefix).isValid()) << family << "/" << prefix;
     }
-}
-
-TEST(IPAddressTest, NetmaskPrefixLengthReadsOnlyContiguousMasks) {
-    const std::tuple<const char*, unsigned short> cases[] = {
-        {"255.255.255.0", 24},    {"255.255.255.255", 32}, {"255.0.255.0", 0}, {"255.255.255.1", 0},
-        {"0.0.0.0", 0},           {"255.254.0.0", 15},     {"128.0.0.0", 1},   {"0.255.0.0", 0},
-        {"ffff:ffff:8000::", 33}, {"ffff::1", 0},          {"garbage", 0}};
-    for (const auto& [mask, length] : cases) {
-        EXPECT_EQ(ip(mask).netmaskPrefixLength(), length) << mask;
+    for (const char* mask : {"255.0.255.0", "255.255.255.1", "0.255.0.0", "ffff::1", "garbage"}) {
+        EXPECT_EQ(ip(mask).netmaskPrefixLength(), 0) << mask;
     }
+    EXPECT_EQ(ip("ffff:ffff:8000::").netmaskPrefixLength(), 33);
 }
 
 TEST(IPAddressTest, ApplyNetmaskNeedsMatchingFamilyOrFittingPrefix) {
