@@ -30,15 +30,19 @@
 //   deleting it through BasicLog::Emitter destroys the whole actor. Don't
 //   delete the actor yourself after that.
 // - Set every property, then verifyConfig, then asyncStartup: the file
-//   emitter divides by its interval from startup on. configProperty takes no
-//   lock, so never call it on a running actor.
+//   emitter divides by its interval, and one whose interval verifyConfig
+//   refuses fails to start. configProperty takes no lock, so never call it
+//   on a running actor.
 // - The emitters don't look at their state: a line that comes before
 //   asyncStartup or after asyncShutdown is written all the same (the file
 //   emitter opens its file again for it).
 // - "file_emitter" writes one file per period (default one day, aligned on
 //   the local clock) named <prefix><date>.log in "dir", and removes files of
 //   its prefix older than 30 days when it opens a file. With an empty prefix
-//   it removes only names of its own dated forms ending in ".log".
+//   it removes only names of its own dated forms ending in ".log". A line
+//   that can't be written is lost and the next one opens the file anew; so
+//   does a file that another process removed. A line cut short by a failed
+//   write is ended before the next line, which comes out whole.
 #ifndef QORBASIC_ACTORS_H
 #define QORBASIC_ACTORS_H
 

@@ -22,6 +22,8 @@ constexpr long kHour = 3600000000L;
 constexpr long kMinute = 60000000L;
 constexpr long kRetention = 30 * kDay;
 constexpr long kShortestInterval = 1000;
+constexpr long kLinkCheckInterval = 1000000;
+constexpr size_t kKeptLineCapacity = 16384;
 
 std::atomic<qor::detail::EmitterClock> g_clock{nullptr};
 
@@ -81,7 +83,8 @@ RotatedFileEmitterActor::RotatedFileEmitterActor(qrsvc::ActorContext& context)
       interval_(kDay),
       current_interval_start_(0),
       writer_(nullptr),
-      line_end_owed_(false) {
+      line_end_owed_(false),
+      link_checked_(0) {
     ProfileUtils::installation_path(dir_);
 }
 
@@ -144,7 +147,11 @@ void RotatedFileEmitterActor::getCurrentFilename(std::string& out) const {
 }
 
 long RotatedFileEmitterActor::current_interval() const {
-    long now = gmt_to_local(emitter_now());
+    return period_of(emitter_now());
+}
+
+long RotatedFileEmitterActor::period_of(long now) const {
+    now = gmt_to_local(now);
     if (interval_ < 1) return now;  // not verified: no division by zero
     return now / interval_ * interval_;
 }
@@ -153,20 +160,25 @@ void RotatedFileEmitterActor::send_one_line(const qor_loglevel_impl*, const std:
                                             const std::string& content) {
     ScopedLock hold(asyncMutex());
     if (!ensure_writefd(hold)) return;
-    std::string line;
-    qor::detail::compose_line(line, headers, content,
+    qor::detail::compose_line(line_, headers, content,
                               qor::detail::kLineEscaped | qor::detail::kLineNewline);
-    if (line_end_owed_) line.insert(0, 1, '\n');
-    if (writer_->write(line.data(), static_cast<int>(line.size()))) line_end_owed_ = false;
+    if (line_end_owed_) line_.insert(0, 1, '\n');
+    if (writer_->write(line_.data(), static_cast<int>(line_.size()))) line_end_owed_ = false;
+    // One huge line must not pin its size on the actor for good.
+    if (line_.capacity() > kKeptLineCapacity) std::string().swap(line_);
 }
 
 // Besides a new period, a file that another process removed while it was
-// open is opened anew: lines written to it would be lost to everyone.
+// open is opened anew: lines written to it would be lost to everyone. The
+// test costs a stat call, as much as the write itself, so it is made at
+// most once a second.
 bool RotatedFileEmitterActor::ensure_writefd(ScopedLock& lock) {
-    long period = current_interval();
-    if (writer_.is_valid() && writer_->is_open() && period == current_interval_start_ &&
-        !writer_->is_unlinked()) {
-        return true;
+    const long now = emitter_now();
+    const long period = period_of(now);
+    if (writer_.is_valid() && writer_->is_open() && period == current_interval_start_) {
+        if (now >= link_checked_ && now - link_checked_ < kLinkCheckInterval) return true;
+        link_checked_ = now;
+        if (!writer_->is_unlinked()) return true;
     }
     close_file(lock);
     scrub_old_files();
@@ -192,6 +204,7 @@ bool RotatedFileEmitterActor::ensure_writefd(ScopedLock& lock) {
     }
     current_filename_ = path;
     line_end_owed_ = writer_->ends_mid_line();
+    link_checked_ = now;
     return true;
 }
 

@@ -53,6 +53,8 @@ class RotatedFileEmitterActor : public qrsvc::Actor,
 
   private:
     void close_file(ScopedLock& proof);
+    // The start of the local period that holds `now` (UTC ticks).
+    long period_of(long now) const;
 
     long interval_;
     std::string dir_;
@@ -63,6 +65,10 @@ class RotatedFileEmitterActor : public qrsvc::Actor,
     // The open file ends in the middle of a line that a failed write left:
     // the next line starts with a line end, so it comes out whole.
     bool line_end_owed_;
+    // When the open file was last seen to still have its name.
+    long link_checked_;
+    // The line being written, kept so that a line costs no allocation.
+    std::string line_;
 };
 
 #endif  // QORBASIC_SRC_LOGGING_ROTATED_FILE_EMITTER_H
