@@ -29,8 +29,12 @@ struct Workspace {
 };
 
 // Outer blanks are trimmed, '#' may open a comment and outer quotes are
-// removed on reading, and nothing escapes them on writing.
-bool carriable(const std::string& value) {
+// removed on reading, and nothing escapes them on writing; writeConfig
+// refuses a carriage return, which could end a line, in keys and values.
+bool carriable(const std::string& key, const std::string& value) {
+    if (key.find('\r') != std::string::npos || value.find('\r') != std::string::npos) {
+        return false;
+    }
     if (value.empty()) {
         return true;
     }
@@ -60,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ConfigUtils::ConfigMap first, written, second;
     ConfigUtils::getConfig(in, first, separator);
     for (const auto& entry : first) {
-        if (carriable(entry.second)) {
+        if (carriable(entry.first, entry.second)) {
             written.insert(entry);
         }
     }

@@ -12,6 +12,9 @@ cmake --install "$build" --prefix "$prefix" >/dev/null
 test -L "$prefix/lib/libqorbasic.so.0" || { echo "lib/libqorbasic.so.0 is not a link"; exit 1; }
 test -f "$prefix/include/qorbasic/qorbasic.h"
 test -f "$prefix/lib/pkgconfig/qorbasic.pc"
+# The CMake package states C++17 as a feature; pkg-config leaves it to the client.
+grep -q cxx_std_17 "$prefix/lib/cmake/qorbasic/qorbasicTargets.cmake"
+if grep -q -- -std= "$prefix/lib/pkgconfig/qorbasic.pc"; then echo "qorbasic.pc sets -std"; exit 1; fi
 
 mkdir -p "$work/client"
 cat > "$work/client/main.cc" <<'CC'
@@ -26,7 +29,6 @@ CC
 cat > "$work/client/CMakeLists.txt" <<'CM'
 cmake_minimum_required(VERSION 3.16)
 project(installed_client CXX)
-set(CMAKE_CXX_STANDARD 17)
 find_package(qorbasic REQUIRED)
 add_executable(client main.cc)
 target_link_libraries(client PRIVATE qorbasic::qorbasic)

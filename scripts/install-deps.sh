@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          clang libclang-rt-14-dev libspdlog-dev nlohmann-json3-dev rapidjson-dev)
+          clang libclang-rt-14-dev libspdlog-dev nlohmann-json3-dev rapidjson-dev python3)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

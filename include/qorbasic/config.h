@@ -30,6 +30,13 @@
 //   settings already equal the map is not opened for writing at all.
 // - Values are written as they are, so a value with outer blanks, a '#' or
 //   outer quotes does not read back the same.
+// - What could plant another setting is refused: writeConfig and
+//   setConfigValue return false, with the file untouched, for a new key
+//   holding '=', '#', the separator, CR, LF or NUL, or a new or changed value
+//   holding CR, LF or NUL. Keys and values the file already holds go back
+//   as they were.
+// - A FIFO or device at the path fails every operation at once, like a file
+//   that cannot be opened.
 // - Every path operation holds the lock file of the path (FileUtils::ScopedFileLock) for
 //   one read or one write, readers included. setConfigValue reads under one
 //   lock and writes under another, so of two concurrent read-modify-write

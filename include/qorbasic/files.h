@@ -6,7 +6,7 @@
 // CommandResult whose status is a code of qorbasic/status.h (success is 1):
 //
 //   std::string path;
-//   FileUtils::join_filename(path, dir, "settings.conf");
+//   FileUtils::join_filename(path, "/etc/app", "settings.conf");
 //   {
 //       FileUtils::ScopedFileLock lock(path);      // waits for other holders
 //       if (!lock.is_valid()) return false;
@@ -27,6 +27,10 @@
 // - The lock belongs to the base name of the path: "/a/x.conf" and
 //   "/b/x.conf" share one lock. A lock of one name must not be nested, not
 //   even in one thread: the inner one waits for ever.
+// - Every reader and writer opens without waiting and takes only a regular
+//   file (or a directory, which then fails to read or write as before): a
+//   FIFO, device or socket at the path fails to open at once, instead of
+//   holding the caller, and any lock it holds, in open().
 // - tempdir_path and lockdir_path read QOR_TMP_DIR and QOR_LOCK_DIR once per
 //   process; lockdir_path ends the process when the default "/var/lock"
 //   cannot be resolved.
@@ -88,8 +92,8 @@ QOR_API CommandResult writeBinaryFile(const QRSTR& path, const char* data, unsig
 // the result is a success with the lines before it.
 
 // The first line that holds anything but blanks, trimmed. A missing file is
-// a success with `out` empty; a file that exists but cannot be opened is
-// STATUS_OPEN_FAILED.
+// a success with `out` empty; anything at the path that cannot be opened (a
+// FIFO, say) is STATUS_OPEN_FAILED.
 QOR_API CommandResult readOneLine(std::string& out, const QRSTR& path);
 // `out` is cleared in every case. STATUS_OPEN_FAILED if the file cannot be
 // opened.
@@ -126,8 +130,10 @@ QOR_API CommandResult removeDir(const QRSTR& path);
 QOR_API CommandResult removeFileOrDir(const QRSTR& path);
 // Removes a tree; the path must be absolute. Links inside the tree are
 // removed, never followed; a top path that is a link loses only the link.
-// STATUS_RMDIR_FAILED when something could not go, with as much removed as
-// could be.
+// The walk goes by open directories, not rebuilt paths: a subdirectory that
+// another process swaps for a link meanwhile can make the removal fail, but
+// never leads it outside the tree. STATUS_RMDIR_FAILED when something could
+// not go (levels below the 2048th included), with as much removed as could be.
 QOR_API CommandResult removeRecursively(const QRSTR& path);
 // rename, falling back to copy and remove across file systems. With
 // `overwrite` false an existing regular file at `dest` is kept and the
@@ -135,8 +141,10 @@ QOR_API CommandResult removeRecursively(const QRSTR& path);
 QOR_API CommandResult moveFile(const QRSTR& source, const QRSTR& dest, bool overwrite);
 // Copies the bytes; the destination always ends with mode 0644. A missing
 // source is STATUS_INVALID_ARGUMENT. With `overwrite` false an existing
-// destination is refused with STATUS_OPEN_FAILED. The failures carry the
-// path concerned as `subject` and "copyFile" as `operation`.
+// destination is refused with STATUS_OPEN_FAILED; so is a destination that
+// is the source itself (by name, through a link or a second hard link),
+// which keeps every byte. The failures carry the path concerned as `subject`
+// and "copyFile" as `operation`.
 QOR_API CommandResult copyFile(const QRSTR& source, const QRSTR& dest, bool overwrite);
 
 // One scan of a directory, with the entry names sorted into five lists by
@@ -190,8 +198,10 @@ QOR_API FILE* makeUniqueFile(const QRSTR& prefix, std::string& name);
 // The lock that guards a file between processes and threads: an exclusive
 // flock on <lockdir>/<base name of path>.lock. The constructor waits as long
 // as it takes; is_valid() is false when the lock could not be taken (lock
-// directory missing or not writable, wait interrupted by a signal). The lock
-// file exists only while the lock is held.
+// directory missing or not writable, wait interrupted by a signal, or a
+// link, FIFO or device at the lock path: a link there is never followed, so
+// its target is not created). The lock file exists only while the lock is
+// held.
 class QOR_API ScopedFileLock {
   public:
     explicit ScopedFileLock(const std::string& path);
@@ -210,7 +220,8 @@ class QOR_API ScopedFileLock {
 }  // namespace FileUtils
 
 // Lock on the file `path` itself, created with mode 0666 whatever the umask.
-// With `wait` 0 it returns -1 at once when another holder has the lock.
+// With `wait` 0 it returns -1 at once when another holder has the lock. -1
+// also where `path` is a link (not followed) or anything but a regular file.
 // Returns the descriptor, or -1.
 QOR_C_API int fileutils_acquirelock(const char* path, int wait);
 // Removes the lock file and closes `fd`; nothing for a negative `fd`.

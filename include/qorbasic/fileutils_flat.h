@@ -3,8 +3,8 @@
 // results, text copied into the caller's buffer.
 //
 //   char dir[256];
-//   if (fileutils_tempdir_path(dir, sizeof dir) == 0) { ... }      // A: 0 is success
-//   if (configutils_writeconfig(path, "port", "8080") == 1) { ... } // B: 1 is success
+//   if (fileutils_tempdir_path(dir, sizeof dir) == 0) { ... }          // A: 0 is success
+//   if (configutils_writeconfig("app.conf", "port", "8080") == 1) { ... } // B: 1 is success
 //
 // Mind the result conventions; they differ even between neighbours:
 //   A  0 success, 1 failure: fileutils_remove_*, fileutils_move_file, and
@@ -22,7 +22,10 @@
 //
 // The fileutils_* and profileutils_* functions read a null pointer as an
 // empty text, which counts as a bad path. The configutils_* functions must
-// not get null pointers. The lock functions fileutils_acquirelock and
+// not get null pointers. configutils_writeconfig refuses (0, file untouched)
+// a key or value that could plant another setting, and the profileutils_*
+// functions a title or file name that is not one path component (see
+// qorbasic/config.h and qorbasic/profiles.h). The lock functions fileutils_acquirelock and
 // fileutils_releaselock are declared in qorbasic/files.h.
 #ifndef QORBASIC_FILEUTILS_FLAT_H
 #define QORBASIC_FILEUTILS_FLAT_H

@@ -3,12 +3,12 @@
 // Objects of the library are held by raw pointers; these guards see that
 // they are freed when the scope ends, on return and when an exception passes:
 //
-//   ScopedPtr<Writer> writer(new Writer(path));
-//   if (writer.is_valid()) writer->write(line);    // deleted at scope end
+//   ScopedPtr<std::string> text(new std::string("a"));
+//   if (text.is_valid()) text->append("b");        // deleted at scope end
 //
-//   std::vector<Item*> items;
-//   ClearVectorPolicy<Item> cleanup(items);        // deletes every element
-//   items.push_back(new Item);
+//   std::vector<std::string*> items;
+//   ClearVectorPolicy<std::string> cleanup(items); // deletes every element
+//   items.push_back(new std::string("c"));
 //
 // Surprising cases:
 // - ScopedRelease<T> does not clear itself in its destructor: `release` is

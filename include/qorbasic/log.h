@@ -3,12 +3,12 @@
 // A source is a named logger, got once per source file and kept; a log call
 // asks the source first and builds nothing when the level is filtered out:
 //
-//   static BasicLog::Source* log = BasicLog::make_logsource_instance(__FILE__);
-//   if (log->would_send(QOR_LOGLEVEL_WARN)) {
-//       BasicLog::LogMessageBuilder(log->receiver(), log->name().c_str(),
+//   static BasicLog::Source* logger = BasicLog::make_logsource_instance(__FILE__);
+//   if (logger->would_send(QOR_LOGLEVEL_WARN)) {
+//       BasicLog::LogMessageBuilder(logger->receiver(), logger->name().c_str(),
 //                                   QOR_LOGLEVEL_WARN, "connect failed",
 //                                   __FILE__, __func__)
-//           .add("host", host).addInt("port", port).addErrno();
+//           .add("host", "a").addInt("port", 80).addErrno();
 //   }
 //
 // The builder's destructor submits the message. Without any set-up every
@@ -20,7 +20,8 @@
 // severity order from QOR_LOGLEVEL_TRACE to QOR_LOGLEVEL_FATAL;
 // QOR_LOGLEVEL_DEFAULT is null ("no level of its own") and counts as INFO in
 // would_send(). The start level is INFO. Message texts are cut to 599
-// characters; values are printed as they are, not quoted.
+// characters; values are printed as they are, not quoted. A text or value
+// is kept up to its first NUL.
 //
 // An emitter must not log: a log call made on a thread while that thread is
 // emitting is dropped rather than deadlocking on the log path. For the same
@@ -80,7 +81,7 @@ QOR_API void defaultAssertFailure(const char* file, int line, const char* messag
 namespace qrsvc {
 // Common base of the objects that an actor hands out by name.
 class QOR_API ActorInterface {
-public:
+  public:
     virtual ~ActorInterface();
 };
 }  // namespace qrsvc
@@ -101,7 +102,7 @@ QOR_API extern const char* const LOGGERNAME_TEST;
 QOR_API extern const char* const LOGGERNAME_OTHER;
 
 class QOR_API MessageHeaders {
-public:
+  public:
     MessageHeaders(const qor_loglevel_impl* level, const char* source_file, const char* function,
                    const char* logger_name);
     const qor_loglevel_impl* loglevel() const { return level_; }
@@ -110,7 +111,7 @@ public:
     const char* function() const { return function_; }
     const char* loggerName() const { return logger_name_; }
 
-private:
+  private:
     const qor_loglevel_impl* level_;
     long timestamp_;
     const char* source_file_;
@@ -119,7 +120,7 @@ private:
 };
 
 class QOR_API MessageContent {
-public:
+  public:
     explicit MessageContent(const char* text);
     void add(QRSTR const& name, QRSTR const& value);
     int paramCount() const;
@@ -127,7 +128,7 @@ public:
     const std::string& paramValue(int index) const;
     const char* text() const { return text_; }
 
-private:
+  private:
     // The first parameters live inline, so that a usual message makes no
     // allocation per parameter; the rest go to the overflow list.
     static constexpr int kInlineParams = 6;
@@ -143,28 +144,28 @@ private:
 };
 
 class QOR_API LogMessage {
-public:
+  public:
     LogMessage(const char* text, const qor_loglevel_impl* level, const char* source_file,
                const char* function, const char* logger_name);
     void add(QRSTR const& name, QRSTR const& value) { content_.add(name, value); }
     const MessageHeaders& headers() const { return headers_; }
     const MessageContent& body() const { return content_; }
 
-private:
+  private:
     MessageHeaders headers_;
     MessageContent content_;
 };
 
 // Takes ownership of each message handed to it.
 class QOR_API LogMessageProcessor {
-public:
+  public:
     virtual ~LogMessageProcessor();
     virtual void processMessage(LogMessage* message) = 0;
 };
 
 // Composes one message; the destructor hands it to the processor.
 class QOR_API LogMessageBuilder {
-public:
+  public:
     LogMessageBuilder(LogMessageProcessor& processor, const char* logger_name,
                       const qor_loglevel_impl* level, const char* text, const char* source_file,
                       const char* function);
@@ -183,16 +184,15 @@ public:
     LogMessageBuilder& addErrno();
     LogMessageBuilder& addProcessStatus(int status);
 
-private:
+  private:
     LogMessageProcessor& processor_;
     LogMessage* message_;
 };
 
 // A named logger with a level. Sources live until the process ends.
 class QOR_API Source {
-public:
-    Source(LogMessageProcessor& receiver, const char* name,
-           const qor_loglevel_impl* default_level);
+  public:
+    Source(LogMessageProcessor& receiver, const char* name, const qor_loglevel_impl* default_level);
     Source(const Source&) = delete;
     Source& operator=(const Source&) = delete;
 
@@ -205,7 +205,7 @@ public:
     // QOR_LOGLEVEL_DEFAULT gives the source back to the default level.
     void set_own_level(const qor_loglevel_impl* level);
 
-private:
+  private:
     std::string name_;
     LogMessageProcessor* receiver_;
     mutable PortableMutex mutex_;
@@ -220,7 +220,7 @@ class MessageContent;
 // An output for finished messages. Subclasses choose their text forms by
 // overriding formatHeaders/formatContent and their output by send_one_line.
 class QOR_API Emitter : public qrsvc::ActorInterface {
-public:
+  public:
     ~Emitter() override;
     virtual void formatHeaders(std::string& out, const MessageHeaders& headers) const;
     virtual void formatContent(std::string& out, const MessageContent& content) const;
@@ -231,17 +231,41 @@ public:
 };
 
 class QOR_API StderrEmitter : public Emitter {
-public:
+  public:
     ~StderrEmitter() override;
     void send_one_line(const qor_loglevel_impl* level, const std::string& headers,
                        const std::string& content) override;
     const char* emitter_type() const override;
 };
 
+// Text forms of a message's two halves; each replaces the whole of `out`.
+// standard: "[LEVEL YYYY-MM-DD HH:MM:SS.uuuuuu]" and "text: name=value ...".
+// levelonly: "[LEVEL]". null: empty.
+// json: {"level":"WARNING","ticks":1491053109000123,"time":"2017-04-01 13:25:09.000123"}
+// (ticks and time in local time) and
+// {"msg":"connect failed","params":[{"errmsg":"No route to host"},{"errno":"113"}]},
+// with "params" only when there are any; every value is a string.
 QOR_API void standard_format_headers(std::string& out, const MessageHeaders& headers);
+QOR_API void levelonly_format_headers(std::string& out, const MessageHeaders& headers);
+QOR_API void json_format_headers(std::string& out, const MessageHeaders& headers);
+QOR_API void null_format_headers(std::string& out, const MessageHeaders& headers);
 QOR_API void standard_format_content(std::string& out, const MessageContent& content);
+QOR_API void json_format_content(std::string& out, const MessageContent& content);
+QOR_API void null_format_content(std::string& out, const MessageContent& content);
+
+// Line writers: "headers content" and a line feed, flushed; the level is not
+// looked at. Each half ends at its first NUL. null_emitter writes nothing.
 QOR_API void stderr_emitter(const qor_loglevel_impl* level, const std::string& headers,
                             const std::string& content);
+QOR_API void stdout_emitter(const qor_loglevel_impl* level, const std::string& headers,
+                            const std::string& content);
+QOR_API void null_emitter(const qor_loglevel_impl* level, const std::string& headers,
+                          const std::string& content);
+
+// Makes `text` one printable line, byte for byte, so its length stays: every
+// byte below 32 (tab, line feed, NUL...) becomes a blank, every byte above 126
+// (DEL, each byte of a UTF-8 sequence) a "?". Returns `text`.
+QOR_API std::string& logging_escape(std::string& text);
 
 QOR_API Source* make_logsource_instance(const char* name);
 QOR_API Source* find_logsource(const char* name);
@@ -252,7 +276,7 @@ QOR_API void add_early_emitter(Emitter* emitter);
 
 // The registry of sources and the taker of every finished message.
 class QOR_API LogInput : public BasicLog::LogMessageProcessor {
-public:
+  public:
     explicit LogInput(const qor_loglevel_impl* level);
     ~LogInput() override;
 
@@ -265,7 +289,7 @@ public:
     void setLogLevel(const qor_loglevel_impl* level);
     const qor_loglevel_impl* getLogLevel() const;
 
-private:
+  private:
     mutable PortableMutex mutex_;
     std::vector<BasicLog::Source*> sources_;
     const qor_loglevel_impl* default_level_;
@@ -274,11 +298,11 @@ private:
 
 // The process-wide holder of the logging state.
 class QOR_API LoggerGlobals {
-public:
+  public:
     static LoggerGlobals& instance();
     LogInput* input_side();
 
-private:
+  private:
     LoggerGlobals();
     LogInput input_;
 };

@@ -12,8 +12,10 @@
 //   sockaddr_in6 out;
 //   NetworkUtils::StrToAddr("::1", reinterpret_cast<sockaddr*>(&out));  // 0
 //
-//   NetworkUtils::PacketParts parts(buffer, received);
-//   if (parts.udp) handle_udp(parts.udp, parts.udp_payload);
+//   char packet[1500];   // filled by a read from a raw socket
+//   int received = 0;    // the bytes it read
+//   NetworkUtils::PacketParts parts(packet, received);
+//   if (parts.udp) { ... }   // parts.udp_payload follows the 8 header bytes
 //
 // Surprising cases:
 // - StrToAddr reads numeric text only and returns 0 for success (and for an

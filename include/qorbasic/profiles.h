@@ -16,8 +16,8 @@
 //   }
 //
 //   std::vector<ProfileInfo*> profiles;
-//   ClearVectorPolicy<ProfileInfo> free_them(profiles);
 //   ProfileInfo::load_profiles(profiles);   // sorted by caption
+//   for (ProfileInfo* p : profiles) delete p;   // the caller owns them
 //
 // Surprising cases:
 // - Listing writes to disk: load_profiles renames duplicate captions
@@ -30,6 +30,10 @@
 // - Nothing here takes a lock; two processes listing at once can both rename
 //   one duplicate.
 // - An empty directory title means the root itself.
+// - Titles and file names must be one path component. One with a "/", or
+//   "." or "..", is refused by every operation that builds a path from it
+//   (false, or valid false), so none leads out of the root; a .current that
+//   names such a title names no profile.
 #ifndef QORBASIC_PROFILES_H
 #define QORBASIC_PROFILES_H
 

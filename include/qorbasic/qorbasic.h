@@ -23,5 +23,6 @@
 #include "qorbasic/json.h"
 #include "qorbasic/json_validator.h"
 #include "qorbasic/net.h"
+#include "qorbasic/panic.h"
 
 #endif  // QORBASIC_QORBASIC_H

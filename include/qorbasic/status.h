@@ -3,8 +3,9 @@
 // A status code is a 32-bit int: bits 31-24 the class, bits 23-12 the module
 // id, bits 11-0 the number. Success is 1, not 0:
 //
-//   CommandResult r = FileUtils::makeDirectory(path);
-//   if (!r.is_success()) log("mkdir failed: %s", status_string(r.status));
+//   CommandResult r(STATUS_MKDIR_FAILED, "/var/app", "mkdir");
+//   if (!r.is_success()) std::fprintf(stderr, "%s failed: %s\n", r.operation.c_str(),
+//                                     status_string(r.status));
 //
 // is_error() is true only for the class bytes 0x10 to 0x16: informational,
 // transient and internal codes (0x20, 0x22, 0x24) are neither successes nor

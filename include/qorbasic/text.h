@@ -7,9 +7,10 @@
 // the conversion happens in a temporary on the caller's stack and never
 // allocates:
 //
-//   bool same = cased_equals(name, "basiclib");   // name is a std::string
-//   std::string digits;
-//   join_string(digits, "port ", 8080);           // "port 8080"
+//   std::string name = "basiclib";
+//   bool same = cased_equals(name, "basiclib");   // true
+//   char digits[8];
+//   string_copy(digits, sizeof digits, 8080);     // "8080"
 //
 // A QRSTR is a view: it is valid only while its source lives unchanged, it
 // is never stored, copied or returned. A null `const char*` is an empty text.

@@ -11,6 +11,7 @@
 //   private:
 //       const std::atomic<bool>& flag_;
 //   };
+//   std::atomic<bool> flag{false};   // set by the other thread
 //   if (!waitUntil(Done(flag), 2000000)) { /* two seconds went by */ }
 //
 // The surprising cases:

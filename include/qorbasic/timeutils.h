@@ -17,6 +17,20 @@
 // The zone offset is read from the C library's zone (TZ, or the system zone)
 // and kept per thread: a change of TZ is seen at the next call, a change of
 // the system zone file within a second.
+//
+// Intervals are durations as short texts, and dated file names put a date
+// between a prefix and a suffix:
+//
+//   long ticks = parse_interval("10 mins");             // 600000000
+//   render_interval(text, 90 * 1000000L);               // "90 secs"
+//   filename_by_day(text, "app-", gmt_to_local(now), ".log");  // app-20180401.log
+//
+// parse_interval gives 0 for every failure: a number without a unit ("10"),
+// an unknown word ("10 weeks"), a fraction ("1.5 h"). Words are matched
+// ignoring case, so "M" is minutes, not months. render_interval keeps a value
+// below ten of the next larger unit in the smaller unit unless it is a whole
+// number of the larger one (90 secs, but 2 mins), and drops any remainder
+// smaller than the unit it prints: 12345 ticks are "12 ms".
 #ifndef QORBASIC_TIMEUTILS_H
 #define QORBASIC_TIMEUTILS_H
 
@@ -58,5 +72,22 @@ class QOR_API TimeBreakdown {
 
 QOR_API void standard_timestamp(std::string& out, long ticks, bool with_usec, char separator);
 QOR_API long from_standard_timestamp(const std::string& text);
+
+// A duration text such as "10 sec", "2h", "-5 min" or "1 day" in ticks; 0 when
+// the text can't be read. The product wraps instead of failing on overflow.
+QOR_API long parse_interval(const char* text);
+// Replaces `out` by the duration in one unit ("0 seconds", "1 usec",
+// "1500 ms", "10 hrs", "-1 sec").
+QOR_API void render_interval(std::string& out, long ticks);
+
+// Replaces `out` by prefix, date and suffix: "<prefix>YYYYMMDD<suffix>", with
+// "-HH", "-HHMM" or "-HHMMSS" behind the date in the finer forms. The ticks
+// are read as UTC; 0 means now. A null prefix or suffix is empty text.
+QOR_API void filename_by_day(std::string& out, const char* prefix, long ticks, const char* suffix);
+QOR_API void filename_by_hour(std::string& out, const char* prefix, long ticks, const char* suffix);
+QOR_API void filename_by_minute(std::string& out, const char* prefix, long ticks,
+                                const char* suffix);
+QOR_API void filename_by_second(std::string& out, const char* prefix, long ticks,
+                                const char* suffix);
 
 #endif  // QORBASIC_TIMEUTILS_H

@@ -1,17 +1,20 @@
 // ConfigUtils: reading and rewriting key/value configuration files.
 #include "qorbasic/config.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <fstream>
 #include <istream>
 #include <set>
+#include <sstream>
 #include <vector>
 
 #include "qorbasic/files.h"
 #include "qorbasic/status.h"
 #include "qorbasic/strings.h"
+#include "files/file_handles.h"
 #include "files/line_reader.h"
 
 namespace ConfigUtils {
@@ -37,6 +40,38 @@ void append_setting(std::string& text, const std::string& key, char separator,
     text.append(value);
     text.append(comment);
     text.push_back('\n');
+}
+
+// What the caller may write as a key or value. A line end would start a line
+// of its own, a setting the next reader takes as real; in a key, the
+// separator, '=' or '#' would move where the reader splits the line. A NUL
+// ends a line for the line reader.
+bool is_safe_value(const std::string& value) {
+    return value.find_first_of(std::string("\r\n\0", 3)) == std::string::npos;
+}
+
+bool is_safe_key(const std::string& key, char separator) {
+    return is_safe_value(key) && key.find_first_of("=#") == std::string::npos &&
+           key.find(separator) == std::string::npos;
+}
+
+// The whole file. It is opened through open_file, so a FIFO or device at the
+// path is refused instead of waited on with the lock held; a directory fails
+// at its first read, whatever size it reports.
+bool read_whole(const std::string& path, std::string& text) {
+    FileUtils::internal::UniqueFd fd(
+        FileUtils::internal::open_file(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd.valid()) {
+        return false;
+    }
+    char block[4096];
+    for (;;) {
+        const ssize_t count = FileUtils::internal::read_retrying(fd.get(), block, sizeof block);
+        if (count <= 0) {
+            return count == 0;
+        }
+        text.append(block, static_cast<std::size_t>(count));
+    }
 }
 
 }  // namespace
@@ -98,10 +133,11 @@ bool getConfig(const std::string& path, ConfigMap& config, char separator) {
     if (!lock.is_valid()) {
         return false;
     }
-    std::ifstream in(path);
-    if (!in.good()) {
+    std::string text;
+    if (!read_whole(path, text)) {
         return false;
     }
+    std::istringstream in(text);
     return getConfig(in, config, separator);
 }
 
@@ -152,6 +188,9 @@ bool writeConfig(const std::string& path, const ConfigMap& config, char separato
             }
             seen.insert(key);
             if (value != wanted->second) {
+                if (!is_safe_value(wanted->second)) {
+                    return false;
+                }
                 changed = true;
             }
             append_setting(text, key, separator, wanted->second, comment);
@@ -162,6 +201,9 @@ bool writeConfig(const std::string& path, const ConfigMap& config, char separato
     }
     for (const auto& entry : config) {
         if (seen.count(entry.first) == 0) {
+            if (!is_safe_key(entry.first, separator) || !is_safe_value(entry.second)) {
+                return false;
+            }
             append_setting(text, entry.first, separator, entry.second, std::string());
             changed = true;
         }
@@ -175,17 +217,14 @@ bool writeConfig(const std::string& path, const ConfigMap& config, char separato
     if (!line_reader_saw_everything(path)) {
         return false;
     }
-    std::ofstream out(path, std::ios::out | std::ios::trunc | std::ios::binary);
-    if (!out.good()) {
-        return false;
-    }
-    out.write(text.data(), static_cast<std::streamsize>(text.size()));
-    out.flush();
-    out.close();
-    return true;
+    return FileUtils::writeBinaryFile(path, text.data(), static_cast<unsigned>(text.size()))
+        .is_success();
 }
 
 bool setConfigValue(const std::string& path, const std::string& key, const std::string& value) {
+    if (!is_safe_key(key, '=') || !is_safe_value(value)) {
+        return false;
+    }
     ConfigMap config;
     if (!getConfig(path, config, '=') && FileUtils::fileExists(path)) {
         return false;

@@ -3,26 +3,10 @@
 
 #include <string>
 
+#include "files/file_handles.h"
 #include "qorbasic/files.h"
 
 namespace FileUtils {
-
-namespace {
-
-class DirCloser {
-  public:
-    explicit DirCloser(DIR* dir) : dir_(dir) {}
-    ~DirCloser() {
-        if (dir_ != nullptr) closedir(dir_);
-    }
-    DirCloser(const DirCloser&) = delete;
-    DirCloser& operator=(const DirCloser&) = delete;
-
-  private:
-    DIR* dir_;
-};
-
-}  // namespace
 
 DirectoryContents::DirectoryContents(const QRSTR& dir) : status(STATUS_INVALID_ARGUMENT) {
     if (!dir.has_text()) return;
@@ -32,7 +16,7 @@ DirectoryContents::DirectoryContents(const QRSTR& dir) : status(STATUS_INVALID_A
         status = STATUS_OPENDIR_FAILED;
         return;
     }
-    DirCloser closer(handle);
+    internal::UniqueDir closer(handle);
     while (const struct dirent* entry = readdir(handle)) {
         const char* name = entry->d_name;
         if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;

@@ -1,9 +1,13 @@
-// Scope-bound holders of an open descriptor and of an open stream.
+// Scope-bound holders of an open descriptor and of an open stream, and the
+// one way the library opens a file it reads or rewrites.
 #ifndef QORBASIC_SRC_FILES_FILE_HANDLES_H
 #define QORBASIC_SRC_FILES_FILE_HANDLES_H
 
+#include <dirent.h>
+#include <sys/types.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdio>
 
 namespace FileUtils {
@@ -27,25 +31,43 @@ class UniqueFd {
     int fd_;
 };
 
-class UniqueFile {
+// Owner of a stream or directory of the C library, closed with `Close`.
+template <typename Handle, int (*Close)(Handle*)>
+class UniqueHandle {
   public:
-    explicit UniqueFile(FILE* stream) : stream_(stream) {}
-    ~UniqueFile() {
-        if (stream_ != nullptr) fclose(stream_);
+    explicit UniqueHandle(Handle* handle) : handle_(handle) {}
+    ~UniqueHandle() {
+        if (handle_ != nullptr) Close(handle_);
     }
-    UniqueFile(const UniqueFile&) = delete;
-    UniqueFile& operator=(const UniqueFile&) = delete;
+    UniqueHandle(const UniqueHandle&) = delete;
+    UniqueHandle& operator=(const UniqueHandle&) = delete;
 
-    FILE* get() const { return stream_; }
-    bool valid() const { return stream_ != nullptr; }
+    Handle* get() const { return handle_; }
+    bool valid() const { return handle_ != nullptr; }
 
   private:
-    FILE* stream_;
+    Handle* handle_;
 };
+
+using UniqueFile = UniqueHandle<FILE, fclose>;
+using UniqueDir = UniqueHandle<DIR, closedir>;
 
 // read() and write() that go on after a signal interrupted them.
 ssize_t read_retrying(int fd, void* data, size_t length);
 ssize_t write_retrying(int fd, const void* data, size_t length);
+// Writes all `length` bytes; false at the first failed write.
+bool write_all(int fd, const void* data, size_t length);
+
+// open() for a file the library reads or rewrites. It opens non-blocking, so
+// that a FIFO or a device planted at the path cannot hold the caller (and
+// any lock it holds) in open(), and hands out only a regular file or a
+// directory: anything else is closed again and gives -1 with errno ENXIO.
+// A directory passes because it cannot block; reading or writing it fails
+// later with the status each caller already reports for that. O_NONBLOCK is
+// cleared before the descriptor is handed out.
+int open_file(const char* path, int flags, mode_t mode = 0);
+// open_file as a stdio stream of `stdio_mode` ("r" or "w"); null on failure.
+FILE* open_stream(const char* path, int flags, const char* stdio_mode);
 
 }  // namespace internal
 }  // namespace FileUtils

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "files/file_handles.h"
 #include "qorbasic/files.h"
 
 namespace {
@@ -16,14 +17,17 @@ namespace {
 bool path_names_descriptor(const char* path, int fd) {
     struct stat by_fd;
     struct stat by_path;
-    if (fstat(fd, &by_fd) != 0 || stat(path, &by_path) != 0) return false;
+    if (fstat(fd, &by_fd) != 0 || lstat(path, &by_path) != 0) return false;
     return by_fd.st_dev == by_path.st_dev && by_fd.st_ino == by_path.st_ino;
 }
 
 int open_lock_file(const char* path) {
-    // Lock files are shared by every user of the product: 0666 whatever the umask.
+    // Lock files are shared by every user of the product: 0666 whatever the
+    // umask. The lock directory is shared too, so a link planted at the lock
+    // path is not followed (that would create its target) but fails the lock,
+    // and a FIFO or device there is refused rather than waited on.
     const mode_t saved = umask(0);
-    const int fd = open(path, O_RDWR | O_CREAT, 0666);
+    const int fd = FileUtils::internal::open_file(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0666);
     umask(saved);
     return fd;
 }

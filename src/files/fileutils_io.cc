@@ -1,9 +1,9 @@
 #include <errno.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -32,12 +32,52 @@ ssize_t write_retrying(int fd, const void* data, size_t length) {
     return count;
 }
 
+bool write_all(int fd, const void* data, size_t length) {
+    const char* bytes = static_cast<const char*>(data);
+    while (length > 0) {
+        const ssize_t put = write_retrying(fd, bytes, length);
+        if (put < 0) return false;
+        bytes += put;
+        length -= static_cast<size_t>(put);
+    }
+    return true;
+}
+
+int open_file(const char* path, int flags, mode_t mode) {
+    const int fd = open(path, flags | O_NONBLOCK | O_NOCTTY, mode);
+    if (fd < 0) return -1;
+    struct stat info;
+    const bool plain =
+        fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode));
+    if (!plain || fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
+        close(fd);
+        errno = ENXIO;
+        return -1;
+    }
+    return fd;
+}
+
+FILE* open_stream(const char* path, int flags, const char* stdio_mode) {
+    const int fd = open_file(path, flags, 0666);
+    if (fd < 0) return nullptr;
+    FILE* stream = fdopen(fd, stdio_mode);
+    if (stream == nullptr) close(fd);
+    return stream;
+}
+
 }  // namespace internal
 
 namespace {
 
 using internal::UniqueFd;
 using internal::UniqueFile;
+
+constexpr int kReadFlags = O_RDONLY | O_CLOEXEC;
+constexpr int kRewriteFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+
+FILE* open_to_read(const QRSTR& path) {
+    return internal::open_stream(path.ptr(), kReadFlags, "r");
+}
 
 const char* element_text(const std::vector<std::string>& lines, std::size_t index) {
     return lines[index].c_str();
@@ -50,7 +90,7 @@ const char* element_text(const StringVector& lines, std::size_t index) {
 template <typename Lines>
 CommandResult write_lines(const QRSTR& path, const Lines& lines, std::size_t count) {
     if (!path.has_text()) return CommandResult(STATUS_INVALID_ARGUMENT);
-    UniqueFile stream(fopen(path.ptr(), "w"));
+    UniqueFile stream(internal::open_stream(path.ptr(), kRewriteFlags, "w"));
     if (!stream.valid()) return CommandResult(STATUS_OPEN_FAILED);
     for (std::size_t i = 0; i < count; ++i) {
         fputs(element_text(lines, i), stream.get());
@@ -80,7 +120,7 @@ template <typename Lines>
 CommandResult read_lines(Lines& out, const QRSTR& path) {
     out.clear();
     if (!path.has_text()) return CommandResult(STATUS_INVALID_ARGUMENT);
-    UniqueFile stream(fopen(path.ptr(), "r"));
+    UniqueFile stream(open_to_read(path));
     if (!stream.valid()) return CommandResult(STATUS_OPEN_FAILED);
     std::string line;
     while (internal::read_file_line(line, stream.get(), internal::kLongestLine)) {
@@ -102,31 +142,31 @@ CommandResult writeFile(const QRSTR& path, const StringVector& lines) {
 
 CommandResult writeFile(const QRSTR& path, const QRSTR& text, bool newline) {
     if (!path.has_text()) return CommandResult(STATUS_INVALID_ARGUMENT);
-    std::ofstream stream(path.ptr(), std::ios::out | std::ios::trunc);
-    if (!stream.is_open()) return CommandResult(STATUS_OPEN_FAILED);
-    stream << text.ptr();
-    if (newline) stream << '\n';
-    stream.flush();
-    stream.close();
+    UniqueFd fd(internal::open_file(path.ptr(), kRewriteFlags, 0666));
+    if (!fd.valid()) return CommandResult(STATUS_OPEN_FAILED);
+    // Write errors go unreported, as with every writer here.
+    if (internal::write_all(fd.get(), text.ptr(), strlen(text.ptr())) && newline) {
+        internal::write_all(fd.get(), "\n", 1);
+    }
     return CommandResult(STATUS_SUCCESS);
 }
 
 CommandResult writeBinaryFile(const QRSTR& path, const char* data, unsigned length) {
     if (!path.has_text()) return CommandResult(STATUS_INVALID_ARGUMENT);
-    std::ofstream stream(path.ptr(), std::ios::out | std::ios::trunc | std::ios::binary);
-    if (!stream.is_open()) return CommandResult(STATUS_OPEN_FAILED);
-    if (length > 0) stream.write(data, static_cast<std::streamsize>(length));
-    stream.close();
+    UniqueFd fd(internal::open_file(path.ptr(), kRewriteFlags, 0666));
+    if (!fd.valid()) return CommandResult(STATUS_OPEN_FAILED);
+    if (length > 0) internal::write_all(fd.get(), data, length);
     return CommandResult(STATUS_SUCCESS);
 }
 
 CommandResult readOneLine(std::string& out, const QRSTR& path) {
     out.clear();
     if (!path.has_text()) return CommandResult(STATUS_INVALID_ARGUMENT);
-    UniqueFile stream(fopen(path.ptr(), "r"));
+    UniqueFile stream(open_to_read(path));
     if (!stream.valid()) {
-        // A missing file simply has no first line.
-        return CommandResult(fileExists(path) ? STATUS_OPEN_FAILED : STATUS_SUCCESS);
+        // A missing file simply has no first line; anything else that is
+        // there but refused (a FIFO, say) failed to open.
+        return CommandResult(pathExists(path) ? STATUS_OPEN_FAILED : STATUS_SUCCESS);
     }
     std::string line;
     while (internal::read_file_line(line, stream.get(), internal::kLongestLine)) {
@@ -146,13 +186,16 @@ CommandResult readTextFile(std::vector<std::string>& out, const QRSTR& path) {
 
 CommandResult readBinaryFile(std::vector<char>& out, const QRSTR& path) {
     if (!path.has_text()) return CommandResult(STATUS_INVALID_ARGUMENT);
-    const long size = getFileSize(path);
-    if (size < 0) return CommandResult(STATUS_STAT_FAILED);
+    struct stat info;
+    if (stat(path.ptr(), &info) != 0) return CommandResult(STATUS_STAT_FAILED);
+    // A special file has no size to go by and is refused, as open_file would.
+    if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) return CommandResult(STATUS_OPEN_FAILED);
+    const long size = static_cast<long>(info.st_size);
     if (size == 0) {
         out.clear();
         return CommandResult(STATUS_SUCCESS);
     }
-    UniqueFd fd(open(path.ptr(), O_RDONLY | O_CLOEXEC));
+    UniqueFd fd(internal::open_file(path.ptr(), kReadFlags));
     if (!fd.valid()) return CommandResult(STATUS_OPEN_FAILED);
     out.resize(static_cast<std::size_t>(size));
     std::size_t done = 0;
@@ -172,9 +215,9 @@ CommandResult readBinaryFile(std::vector<char>& out, const QRSTR& path) {
 
 bool diffFile(const QRSTR& path_a, const QRSTR& path_b) {
     if (getFileSize(path_a) != getFileSize(path_b)) return true;
-    UniqueFile a(path_a.has_text() ? fopen(path_a.ptr(), "r") : nullptr);
+    UniqueFile a(path_a.has_text() ? open_to_read(path_a) : nullptr);
     if (!a.valid()) return true;
-    UniqueFile b(path_b.has_text() ? fopen(path_b.ptr(), "r") : nullptr);
+    UniqueFile b(path_b.has_text() ? open_to_read(path_b) : nullptr);
     if (!b.valid()) return true;
     char block_a[1024];
     char block_b[1024];

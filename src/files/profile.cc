@@ -34,6 +34,16 @@ std::string to_string(const QRSTR& text) {
     return std::string(text.ptr(), text.length());
 }
 
+// A name that stays one step below the directory it is joined to: no "/"
+// that would lead elsewhere, no "." or ".." (the directory itself or its
+// parent), no NUL that would cut the path short. Titles and file names that
+// come from callers or from .current pass this before any path is built.
+bool is_path_component(const QRSTR& text) {
+    const std::string name = to_string(text);
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(std::string("/\0", 2)) == std::string::npos;
+}
+
 bool is_profile_dir_name(const std::string& name) {
     return !name.empty() && name[0] != '.';
 }
@@ -164,6 +174,10 @@ ProfileInfo& ProfileInfo::from_profiledir(const QRSTR& dir_title) {
     valid = false;
     path.clear();
     caption_.clear();
+    // The empty title is the root itself; any other must be one name in it.
+    if (!dir_title_.empty() && !is_path_component(dir_title)) {
+        return *this;
+    }
     FileUtils::join_filename(path, profiles_root(), dir_title_);
     valid = resolve_caption(caption_, path);
     return *this;
@@ -270,7 +284,7 @@ void installation_path(std::string& out) {
 }
 
 bool profile_path(std::string& out, const QRSTR& dir_title) {
-    if (dir_title.is_empty()) {
+    if (!is_path_component(dir_title)) {
         out.clear();
         return false;
     }
@@ -294,7 +308,7 @@ bool current_profile_path(std::string& out) {
 }
 
 bool file_in_profile(std::string& out, const QRSTR& dir_title, const QRSTR& filename) {
-    if (dir_title.is_empty() || filename.is_empty()) {
+    if (!is_path_component(dir_title) || !is_path_component(filename)) {
         out.clear();
         return false;
     }
@@ -306,7 +320,7 @@ bool file_in_profile(std::string& out, const QRSTR& dir_title, const QRSTR& file
 }
 
 bool file_in_current(std::string& out, const QRSTR& filename) {
-    if (filename.is_empty()) {
+    if (!is_path_component(filename)) {
         return false;
     }
     const std::string name = to_string(filename);
@@ -317,6 +331,11 @@ bool file_in_current(std::string& out, const QRSTR& filename) {
 }
 
 bool write_dot_current(const QRSTR& dir_title) {
+    // .current may be empty (no profile is current) but never name a place
+    // outside the root.
+    if (!dir_title.is_empty() && !is_path_component(dir_title)) {
+        return false;
+    }
     std::string path;
     dotcurrent_path(path);
     if (!FileUtils::writeFile(path, dir_title, true).is_success()) {

@@ -1,3 +1,4 @@
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -5,6 +6,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "files/file_handles.h"
 #include "qorbasic/files.h"
@@ -23,9 +25,63 @@ bool is_symlink(const QRSTR& path) {
     return lstat(path.ptr(), &info) == 0 && S_ISLNK(info.st_mode);
 }
 
-void remove_each(const std::string& dir, const StringVector& names,
-                 CommandResult (*remove)(const QRSTR&)) {
-    for (int i = 0; i < names.size(); ++i) remove(dir + "/" + names.fetch(i));
+constexpr int kOpenDirectory = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+// Each level of a removal holds a descriptor and a stack frame, so a tree
+// built deep on purpose must not take them all. Paths of at most 4096 bytes
+// reach no deeper than this, so nothing a path could name is left over.
+constexpr int kDeepestLevel = 2048;
+
+bool is_dot_or_dotdot(const char* name) {
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
+// Removes what lies below the directory open on `fd` (taken over and closed),
+// as far as it can; what could not go shows when the caller removes the
+// directory itself. Every step is relative to an open directory, never a
+// path rebuilt from names: a subdirectory that another process swaps for a
+// link is opened with O_NOFOLLOW and so refused, and one that it renames
+// away keeps being emptied where it went, so nothing outside the tree is
+// ever reached. Other entries go before subdirectories.
+void empty_directory(int fd, int level) {
+    DIR* stream = fdopendir(fd);
+    if (stream == nullptr) {
+        close(fd);
+        return;
+    }
+    internal::UniqueDir closer(stream);
+    const int at = dirfd(stream);
+    // The names are read in full first: unlinking while readdir goes on may
+    // make it skip entries.
+    std::vector<std::string> names;
+    while (const struct dirent* entry = readdir(stream)) {
+        if (!is_dot_or_dotdot(entry->d_name)) names.emplace_back(entry->d_name);
+    }
+    std::vector<std::string> subdirectories;
+    for (const std::string& name : names) {
+        struct stat info;
+        if (fstatat(at, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        if (S_ISDIR(info.st_mode)) {
+            subdirectories.push_back(name);
+        } else {
+            unlinkat(at, name.c_str(), 0);
+        }
+    }
+    for (const std::string& name : subdirectories) {
+        const int child = level < kDeepestLevel ? openat(at, name.c_str(), kOpenDirectory) : -1;
+        if (child >= 0) empty_directory(child, level + 1);
+        // Swapped for a link or a file since the look: that entry goes instead.
+        if (unlinkat(at, name.c_str(), AT_REMOVEDIR) != 0 && errno == ENOTDIR) {
+            unlinkat(at, name.c_str(), 0);
+        }
+    }
+}
+
+// Whether two open descriptors are one file.
+bool same_file(int a, int b) {
+    struct stat info_a;
+    struct stat info_b;
+    return fstat(a, &info_a) == 0 && fstat(b, &info_b) == 0 && info_a.st_dev == info_b.st_dev &&
+           info_a.st_ino == info_b.st_ino;
 }
 
 CommandResult copy_failure(int status, const QRSTR& subject) {
@@ -75,13 +131,8 @@ CommandResult removeRecursively(const QRSTR& path) {
     if (!path.has_text() || path.ptr()[0] != '/') return CommandResult(STATUS_INVALID_ARGUMENT);
     // A top path that is a link loses the link only; what it names is not ours.
     if (is_symlink(path) || !dirExists(path)) return removeFile(path);
-    const std::string dir = path.ptr();
-    const DirectoryContents contents(dir);
-    remove_each(dir, contents.files, removeFile);
-    remove_each(dir, contents.file_links, removeFile);
-    remove_each(dir, contents.dir_links, removeFile);
-    remove_each(dir, contents.directories, removeRecursively);
-    remove_each(dir, contents.others, removeFile);
+    const int fd = open(path.ptr(), kOpenDirectory);
+    if (fd >= 0) empty_directory(fd, 1);
     return removeDir(path);
 }
 
@@ -100,13 +151,19 @@ CommandResult copyFile(const QRSTR& source, const QRSTR& dest, bool overwrite) {
     if (!source.has_text() || !dest.has_text()) return CommandResult(STATUS_INVALID_ARGUMENT);
     const long size = getFileSize(source);
     if (size < 0) return CommandResult(STATUS_INVALID_ARGUMENT);
-    UniqueFd in(open(source.ptr(), O_RDONLY | O_CLOEXEC));
+    UniqueFd in(internal::open_file(source.ptr(), O_RDONLY | O_CLOEXEC));
     if (!in.valid()) return copy_failure(STATUS_OPEN_FAILED, source);
     // Without overwrite, O_EXCL refuses an existing destination in the same
     // step that creates a new one, so no other writer can slip in between.
-    const int create = overwrite ? O_TRUNC : O_EXCL;
-    UniqueFd out(open(dest.ptr(), O_WRONLY | O_CREAT | O_CLOEXEC | create, kCopyMode));
-    if (!out.valid()) return copy_failure(STATUS_OPEN_FAILED, dest);
+    // With it, the destination is truncated only once it is known not to be
+    // the source itself (by name, through a link or as a second hard link),
+    // which the truncation would empty.
+    const int create = overwrite ? 0 : O_EXCL;
+    UniqueFd out(internal::open_file(dest.ptr(), O_WRONLY | O_CREAT | O_CLOEXEC | create, kCopyMode));
+    if (!out.valid() || same_file(in.get(), out.get())) {
+        return copy_failure(STATUS_OPEN_FAILED, dest);
+    }
+    if (ftruncate(out.get(), 0) != 0) return copy_failure(STATUS_WRITE_FAILED, dest);
     char block[kCopyBlock];
     long written = 0;
     while (written < size) {
@@ -114,11 +171,8 @@ CommandResult copyFile(const QRSTR& source, const QRSTR& dest, bool overwrite) {
         // A source that shrank since its size was taken ends before the size
         // is reached; the copy is then incomplete and counts as a failed read.
         if (count <= 0) return copy_failure(STATUS_READ_FAILED, source);
-        for (ssize_t done = 0; done < count;) {
-            const ssize_t put = internal::write_retrying(out.get(), block + done,
-                                                         static_cast<size_t>(count - done));
-            if (put < 0) return copy_failure(STATUS_WRITE_FAILED, dest);
-            done += put;
+        if (!internal::write_all(out.get(), block, static_cast<size_t>(count))) {
+            return copy_failure(STATUS_WRITE_FAILED, dest);
         }
         written += count;
     }

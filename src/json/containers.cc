@@ -1,4 +1,5 @@
 // JsonHash and JsonArray: the containers that own their children.
+#include <memory>
 #include <ostream>
 
 #include "json/json_internal.h"
@@ -70,17 +71,15 @@ JsonHash& JsonHash::operator=(const JsonHash& other) {
     // Copying from itself or from its own subtree would free the source
     // while it is read; such an assignment leaves the hash as it was.
     if (&other == this || JsonWriter::holds(*this, &other)) return *this;
-    Entries copy;
-    try {
-        for (const auto& entry : other.entries_) {
-            copy.emplace_hint(copy.end(), entry.first, copyChild(*entry.second));
-        }
-    } catch (...) {
-        for (auto& entry : copy) delete entry.second;
-        throw;
+    // The copies gather in a hash of their own, which frees them if a copy
+    // throws, and frees the old children after the swap.
+    JsonHash copy;
+    for (const auto& entry : other.entries_) {
+        std::unique_ptr<JsonNode> child(copyChild(*entry.second));
+        copy.entries_.emplace_hint(copy.entries_.end(), entry.first, child.get());
+        child.release();
     }
-    entries_.swap(copy);
-    for (auto& entry : copy) delete entry.second;
+    entries_.swap(copy.entries_);
     return *this;
 }
 
@@ -203,8 +202,7 @@ std::string JsonHash::getValue(const std::string& key) const {
 }
 
 void JsonHash::serialize(std::ostream& out) const {
-    std::string text = toString();
-    out.write(text.data(), text.size());
+    JsonWriter::serialize(out, *this);
 }
 
 std::string JsonHash::toString() const {
@@ -261,16 +259,11 @@ JsonArray::~JsonArray() {
 
 JsonArray& JsonArray::operator=(const JsonArray& other) {
     if (&other == this || JsonWriter::holds(*this, &other)) return *this;
-    Elements copy;
-    copy.reserve(other.elements_.size());
-    try {
-        for (const JsonNode* element : other.elements_) copy.push_back(copyChild(*element));
-    } catch (...) {
-        for (JsonNode* element : copy) delete element;
-        throw;
-    }
-    elements_.swap(copy);
-    for (JsonNode* element : copy) delete element;
+    // As for the hash: an array of its own owns the copies until the swap.
+    JsonArray copy;
+    copy.elements_.reserve(other.elements_.size());
+    for (const JsonNode* element : other.elements_) copy.elements_.push_back(copyChild(*element));
+    elements_.swap(copy.elements_);
     return *this;
 }
 
@@ -290,8 +283,7 @@ JsonType JsonArray::getType() const {
 }
 
 void JsonArray::serialize(std::ostream& out) const {
-    std::string text = toString();
-    out.write(text.data(), text.size());
+    JsonWriter::serialize(out, *this);
 }
 
 std::string JsonArray::toString() const {
@@ -315,13 +307,9 @@ JsonArray& JsonArray::push_back(JsonNode* node) {
 }
 
 JsonArray& JsonArray::push_back(const std::string& text) {
-    JsonString* s = new JsonString(text);
-    try {
-        elements_.push_back(s);
-    } catch (...) {
-        delete s;
-        throw;
-    }
+    std::unique_ptr<JsonString> node(new JsonString(text));
+    elements_.push_back(node.get());
+    node.release();
     return *this;
 }
 

@@ -3,17 +3,39 @@
 #ifndef QORBASIC_SRC_JSON_JSON_INTERNAL_H
 #define QORBASIC_SRC_JSON_JSON_INTERNAL_H
 
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "qorbasic/json.h"
 
-// Writes nodes by appending to one std::string. Nodes of the library's own
-// classes are written directly; any other subclass through its serialize().
+// The one place that knows the text of each kind of node. It appends to one
+// std::string; the serialize() of the library's classes and toString() both
+// come here. A node of a client's class is written through its serialize().
 class JsonWriter {
   public:
+    // Any node, by its exact class.
     static void append(std::string& out, const JsonNode& node);
+    // The text of one class; children go through append().
+    static void appendOwn(std::string& out, const JsonHash& hash);
+    static void appendOwn(std::string& out, const JsonArray& array);
+    static void appendOwn(std::string& out, const JsonString& string);
+    static void appendOwn(std::string& out, const JsonNum& number);
+    static void appendOwn(std::string& out, const JsonBool& value);
+    static void appendOwn(std::string& out, const JsonNull& null);
+    static void appendOwn(std::string& out, const RawJson& raw);
+    // A JSON string with its quotes.
     static void appendString(std::string& out, const char* data, size_t size);
+
+    // serialize() of the library's classes: the text of the node's own class,
+    // also when a client's subclass inherits it.
+    template <class Node>
+    static void serialize(std::ostream& out, const Node& node) {
+        std::string text;
+        appendOwn(text, node);
+        out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    }
+
     // Whether `node` lies anywhere below `root`, also inside the parsed tree
     // of a RawJson (never parsing one for it).
     static bool holds(const JsonNode& root, const JsonNode* node);

@@ -97,16 +97,17 @@ std::string JsonNode::toString() const {
         JsonWriter::append(out, *this);
         return out;
     }
-    busy = true;
-    scratch.clear();
-    try {
+    struct Busy {
+        Busy() { busy = true; }
+        ~Busy() { busy = false; }
+    };
+    std::string out;
+    {
+        Busy marked;
+        scratch.clear();
         JsonWriter::append(scratch, *this);
-    } catch (...) {
-        busy = false;
-        throw;
+        out = scratch;
     }
-    busy = false;
-    std::string out(scratch);
     if (scratch.capacity() > kKeptWriteBuffer) std::string().swap(scratch);
     return out;
 }
@@ -174,9 +175,7 @@ std::string JsonString::getValue() const {
     return text_;
 }
 void JsonString::serialize(std::ostream& out) const {
-    out.put('"');
-    JsonUtil::encodeString(text_, out, false);
-    out.put('"');
+    JsonWriter::serialize(out, *this);
 }
 JsonNode* JsonString::clone() const {
     return new JsonString(text_);
@@ -215,7 +214,7 @@ std::string JsonNum::getValue() const {
     return text_;
 }
 void JsonNum::serialize(std::ostream& out) const {
-    out.write(text_.data(), text_.size());
+    JsonWriter::serialize(out, *this);
 }
 JsonNode* JsonNum::clone() const {
     return new JsonNum(text_);
@@ -330,7 +329,7 @@ std::string JsonBool::getValue() const {
     return value_ ? "true" : "false";
 }
 void JsonBool::serialize(std::ostream& out) const {
-    out << (value_ ? "true" : "false");
+    JsonWriter::serialize(out, *this);
 }
 JsonNode* JsonBool::clone() const {
     return new JsonBool(value_);
@@ -362,7 +361,7 @@ std::string JsonNull::getValue() const {
     return "null";
 }
 void JsonNull::serialize(std::ostream& out) const {
-    out << "null";
+    JsonWriter::serialize(out, *this);
 }
 JsonNode* JsonNull::clone() const {
     return new JsonNull;
@@ -408,43 +407,68 @@ void JsonWriter::appendString(std::string& out, const char* data, size_t size) {
     out.push_back('"');
 }
 
+void JsonWriter::appendOwn(std::string& out, const JsonHash& hash) {
+    out.push_back('{');
+    bool first = true;
+    for (const auto& entry : hash.entries_) {
+        if (!first) out.push_back(',');
+        first = false;
+        appendString(out, entry.first.data(), entry.first.size());
+        out.push_back(':');
+        append(out, *entry.second);
+    }
+    out.push_back('}');
+}
+
+void JsonWriter::appendOwn(std::string& out, const JsonArray& array) {
+    out.push_back('[');
+    bool first = true;
+    for (const JsonNode* element : array.elements_) {
+        if (!first) out.push_back(',');
+        first = false;
+        append(out, *element);
+    }
+    out.push_back(']');
+}
+
+void JsonWriter::appendOwn(std::string& out, const JsonString& string) {
+    appendString(out, string.text_.data(), string.text_.size());
+}
+
+void JsonWriter::appendOwn(std::string& out, const JsonNum& number) {
+    out += number.text_;
+}
+
+void JsonWriter::appendOwn(std::string& out, const JsonBool& value) {
+    out += value.value_ ? "true" : "false";
+}
+
+void JsonWriter::appendOwn(std::string& out, const JsonNull&) {
+    out += "null";
+}
+
+void JsonWriter::appendOwn(std::string& out, const RawJson& raw) {
+    out += raw.text_;
+}
+
 void JsonWriter::append(std::string& out, const JsonNode& node) {
     // Exact class by the address of its type_info: the library's classes
-    // have one each. A miss only costs the generic path below.
+    // have one each. A client's subclass is written by its serialize().
     const std::type_info* type = &typeid(node);
     if (type == &typeid(JsonString)) {
-        const std::string& s = static_cast<const JsonString&>(node).text_;
-        appendString(out, s.data(), s.size());
+        appendOwn(out, static_cast<const JsonString&>(node));
     } else if (type == &typeid(JsonNum)) {
-        out += static_cast<const JsonNum&>(node).text_;
+        appendOwn(out, static_cast<const JsonNum&>(node));
     } else if (type == &typeid(JsonHash)) {
-        const JsonHash::Entries& entries = static_cast<const JsonHash&>(node).entries_;
-        out.push_back('{');
-        bool first = true;
-        for (const auto& entry : entries) {
-            if (!first) out.push_back(',');
-            first = false;
-            appendString(out, entry.first.data(), entry.first.size());
-            out.push_back(':');
-            append(out, *entry.second);
-        }
-        out.push_back('}');
+        appendOwn(out, static_cast<const JsonHash&>(node));
     } else if (type == &typeid(JsonArray)) {
-        const JsonArray::Elements& elements = static_cast<const JsonArray&>(node).elements_;
-        out.push_back('[');
-        bool first = true;
-        for (const JsonNode* element : elements) {
-            if (!first) out.push_back(',');
-            first = false;
-            append(out, *element);
-        }
-        out.push_back(']');
+        appendOwn(out, static_cast<const JsonArray&>(node));
     } else if (type == &typeid(JsonBool)) {
-        out += static_cast<const JsonBool&>(node).value_ ? "true" : "false";
+        appendOwn(out, static_cast<const JsonBool&>(node));
     } else if (type == &typeid(JsonNull)) {
-        out += "null";
+        appendOwn(out, static_cast<const JsonNull&>(node));
     } else if (type == &typeid(RawJson)) {
-        out += static_cast<const RawJson&>(node).text_;
+        appendOwn(out, static_cast<const RawJson&>(node));
     } else {
         std::ostringstream stream;
         node.serialize(stream);

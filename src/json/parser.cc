@@ -28,21 +28,12 @@ int hexDigit(char c) {
     return -1;
 }
 
-// Bytes that can never continue a number in any locale: the structural bytes
-// of JSON, and everything up to the blank (strtold skips white space only in
-// front of a number, and a NUL ends its text).
-bool endsNumber(char c) {
-    switch (c) {
-        case '"':
-        case '[':
-        case ']':
-        case '{':
-        case '}':
-        case ':':
-            return true;
-        default:
-            return static_cast<unsigned char>(c) <= 0x20;
-    }
+// Bytes that can stand in a number other than as the radix character: digits
+// and letters (hex digits, exponents, inf, nan and its n-char-sequence), the
+// underscore and parentheses of nan(...), and signs.
+bool mayContinueNumber(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           c == '_' || c == '(' || c == ')' || c == '+' || c == '-';
 }
 
 // Whether any of the eight bytes at `bytes` is '"' or '\\': a byte is zero
@@ -266,15 +257,10 @@ JsonString* JsonParser::parseStringNode(unsigned int& pos) const {
 JsonNum* JsonParser::parseNumber(unsigned int& pos) const {
     unsigned int length = numberLength(pos);
     if (length == 0) return nullptr;
-    JsonNum* number = new JsonNum(std::string());
-    try {
-        number->text_.assign(text_ + pos, length);
-    } catch (...) {
-        delete number;
-        throw;
-    }
+    std::unique_ptr<JsonNum> number(new JsonNum(std::string()));
+    number->text_.assign(text_ + pos, length);
     pos += length;
-    return number;
+    return number.release();
 }
 
 // The common decimal form, -?D*(.D*)?([eE][+-]?D+)?, is measured here
@@ -317,17 +303,23 @@ unsigned int JsonParser::numberLength(unsigned int pos) const {
 }
 
 // strtold over a terminated copy of the bytes that it could possibly take:
-// the white space in front and the run of bytes up to one that ends every
-// number. So it never reads at or behind the limit.
+// the white space in front and the run of bytes that may continue a number,
+// with at most one radix character in it, as a number holds no second one.
+// So it never reads at or behind the limit, and the copy never runs past the
+// number into the elements behind it: a comma ends it, and in a locale whose
+// radix character is the comma, the second comma does.
 unsigned int JsonParser::slowNumberLength(unsigned int pos) const {
     unsigned int start = pos;
     while (start < limit_ && isSpace(text_[start])) ++start;
     if (start >= limit_) return 0;
     const char* radix = nl_langinfo(RADIXCHAR);
+    size_t radixBytesLeft = strlen(radix);
     unsigned int end = start;
-    while (end < limit_ && (!endsNumber(text_[end]) || strchr(radix, text_[end]) != nullptr) &&
-           text_[end] != '\0') {
-        ++end;
+    for (; end < limit_; ++end) {
+        char c = text_[end];
+        if (mayContinueNumber(c)) continue;
+        if (c == '\0' || radixBytesLeft == 0 || strchr(radix, c) == nullptr) break;
+        --radixBytesLeft;
     }
     if (end == start) return 0;
     unsigned int length = end - pos;

@@ -267,7 +267,7 @@ std::string RawJson::getValue(const std::string& key) const {
 }
 
 void RawJson::serialize(std::ostream& out) const {
-    out.write(text_.data(), text_.size());
+    JsonWriter::serialize(out, *this);
 }
 std::string RawJson::toString() const {
     return text_;

@@ -22,15 +22,22 @@ struct Check {
     void fail(const std::string& message) const { JsonValidator::addError(errors, key, message); }
 };
 
+// The stand-in for absent data and rules. Not JsonHash::EMPTY_HASH: clients
+// may write to that one, and a key added there would become a rule here.
+const JsonHash* empty_hash() {
+    static const JsonHash empty;
+    return &empty;
+}
+
 const JsonHash* or_empty(const JsonNode* node) {
     const JsonHash* hash = node ? node->asObject() : nullptr;
-    return hash ? hash : &JsonHash::EMPTY_HASH;
+    return hash ? hash : empty_hash();
 }
 
 Check make_check(const std::string& key, const JsonHash* data, const JsonNode* rule,
                  JsonHash* errors) {
     data = or_empty(data);
-    return Check{key, data->get(key), data, rule ? rule : &JsonHash::EMPTY_HASH, errors};
+    return Check{key, data->get(key), data, rule ? rule : empty_hash(), errors};
 }
 
 // Absent and JSON null are blank; blank is an error only when required.
@@ -138,7 +145,7 @@ void check_array(const Check& c) {
     const std::string& subtype = c.rule->getStringValue("subtype");
     // No "element_validation" is an empty rule: the subtype alone applies.
     const JsonNode* element_rule = c.rule->getObjectValue("element_validation");
-    if (element_rule == nullptr) element_rule = &JsonHash::EMPTY_HASH;
+    if (element_rule == nullptr) element_rule = empty_hash();
     JsonHash element_errors;
     size_t index = 0;
     for (const JsonNode* element : *elements) {

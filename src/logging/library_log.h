@@ -11,8 +11,12 @@
 namespace qor {
 namespace detail {
 
-// The "basiclib" source, looked up once per process.
+// The "basiclib" source of the process-wide input side, which is built on
+// the first call.
 BasicLog::Source* library_source();
+
+// Called once by the process-wide holder, while it is built.
+void remember_library_source(BasicLog::Source* source);
 
 }  // namespace detail
 }  // namespace qor

@@ -1,3 +1,5 @@
+// The input side: the registry of sources and the taker of every finished
+// message, the process-wide holder of both, and the calls that reach it.
 #include <memory>
 #include <new>
 
@@ -6,13 +8,6 @@
 #include "qorbasic/log.h"
 
 namespace {
-
-thread_local int t_log_path_depth = 0;
-
-// Set once, while the process-wide input side is built, so that the library's
-// own log calls find their source without taking a lock: they may come from
-// a thread that is on the log path already.
-BasicLog::Source* g_library_source = nullptr;
 
 const char* const kSuffixes[] = {".c", ".cc", ".cpp", ".cxx", ".m", ".h", ".hpp", ".hxx"};
 
@@ -45,39 +40,6 @@ class InputLock {
 };
 
 }  // namespace
-
-namespace qor {
-namespace detail {
-
-bool thread_in_log_path() {
-    return t_log_path_depth > 0;
-}
-LogPathMark::LogPathMark() {
-    ++t_log_path_depth;
-}
-LogPathMark::~LogPathMark() {
-    --t_log_path_depth;
-}
-
-}  // namespace detail
-}  // namespace qor
-
-namespace BasicLog {
-
-const char* const LOGGERNAME_DAEMON = "daemon";
-const char* const LOGGERNAME_VEXCTL = "vexctl";
-const char* const LOGGERNAME_PLUGIN = "plugin";
-const char* const LOGGERNAME_VEXCORE = "vexcore";
-const char* const LOGGERNAME_BASICLIB = "basiclib";
-const char* const LOGGERNAME_LOOM2 = "loom2";
-const char* const LOGGERNAME_KELCOMMON = "kelcommon";
-const char* const LOGGERNAME_TABAPP = "tabapp";
-const char* const LOGGERNAME_LOOMCLIENT = "loomclient";
-const char* const LOGGERNAME_LOOMSERVER = "loomserver";
-const char* const LOGGERNAME_TEST = "test";
-const char* const LOGGERNAME_OTHER = "other";
-
-}  // namespace BasicLog
 
 LogInput::LogInput(const qor_loglevel_impl* level)
     : default_level_(loglevel_is_valid(level) ? level : QOR_LOGLEVEL_INFO),
@@ -177,7 +139,7 @@ const qor_loglevel_impl* LogInput::getLogLevel() const {
 }
 
 LoggerGlobals::LoggerGlobals() : input_(QOR_LOGLEVEL_INFO) {
-    g_library_source = input_.find_source(BasicLog::LOGGERNAME_BASICLIB);
+    qor::detail::remember_library_source(input_.find_source(BasicLog::LOGGERNAME_BASICLIB));
 }
 
 // Built on first use, in static storage, and never destroyed: log calls from
@@ -194,27 +156,12 @@ LogInput* LoggerGlobals::input_side() {
     return &input_;
 }
 
-namespace qor {
-namespace detail {
-
-BasicLog::Source* library_source() {
-    LoggerGlobals::instance();
-    return g_library_source;
-}
-
-}  // namespace detail
-}  // namespace qor
-
 void set_default_loglevel(const qor_loglevel_impl* level) {
     LoggerGlobals::instance().input_side()->setLogLevel(level);
 }
 
 const qor_loglevel_impl* get_default_loglevel() {
     return LoggerGlobals::instance().input_side()->getLogLevel();
-}
-
-bool logger_wouldSend(const qor_loglevel_impl* level) {
-    return qor::detail::library_source()->would_send(level);
 }
 
 namespace BasicLog {

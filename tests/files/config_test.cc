@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "files/temp_tree.h"
+#include "qorbasic/fileutils_flat.h"
 
 using ConfigUtils::ConfigMap;
 using files_test::read_all;
@@ -143,6 +144,50 @@ TEST(ConfigFailureTest, EveryFailureGivesFalseAndChangesNothing) {
     const std::string text("a=1\n\0binary\nb=2\n", 16);
     const std::string path = dir.file("test.conf", text);
     EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"a", "5"}}, '='));
+    EXPECT_EQ(text, read_all(path));
+}
+
+// A FIFO at a config path would hold its opener in open() for ever, and
+// the lock of that name with it. Every reader and writer refuses it at once;
+// the child lets a blocked open fail the test instead of hanging it.
+TEST(ConfigFailureTest, FifoAtTheConfigPathIsRefusedWithoutBlocking) {
+    files_test::TempTree dir;
+    const std::string fifo = dir.path("pipe.conf"), file = dir.file("plain", "a=1\n");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(0, files_test::run_in_child([&] {
+        alarm(30);
+        ConfigMap config;
+        std::vector<std::string> lines;
+        std::vector<char> bytes;
+        std::string line;
+        CHILD_CHECK(!ConfigUtils::getConfig(fifo, config, '='));
+        CHILD_CHECK(!ConfigUtils::setConfigValue(fifo, "a", "1"));
+        CHILD_CHECK(!ConfigUtils::writeConfig(fifo, ConfigMap{{"a", "1"}}, '='));
+        CHILD_CHECK(FileUtils::readTextFile(lines, fifo).status == STATUS_OPEN_FAILED);
+        CHILD_CHECK(FileUtils::readOneLine(line, fifo).status == STATUS_OPEN_FAILED);
+        CHILD_CHECK(FileUtils::readBinaryFile(bytes, fifo).status == STATUS_OPEN_FAILED);
+        CHILD_CHECK(FileUtils::writeFile(fifo, "x", true).status == STATUS_OPEN_FAILED);
+        CHILD_CHECK(FileUtils::copyFile(fifo, dir.path("copy"), true).status == STATUS_OPEN_FAILED);
+        return FileUtils::copyFile(file, fifo, true).status == STATUS_OPEN_FAILED;
+    }));
+}
+
+// A line end in a value, or a separator, '#' or line end in a key, would
+// plant another setting for the next reader. Every writer refuses them and
+// leaves the file as it was.
+TEST(ConfigFailureTest, KeysAndValuesThatWouldInjectASettingAreRefused) {
+    files_test::TempTree dir;
+    const std::string text = "role=user\n", path = dir.file("inject.conf", text);
+    const std::pair<std::string, std::string> cases[] = {
+        {"name", "x\nrole=admin"}, {"name", "x\rrole=admin"}, {"role=admin\nname", "x"},
+        {"role\r", "admin"},       {"role=admin", ""},         {"#role", "admin"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_FALSE(ConfigUtils::setConfigValue(path, c.first, c.second)) << c.first;
+        EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"role", "user"}, c}, '='));
+        EXPECT_EQ(0, configutils_writeconfig(path.c_str(), c.first.c_str(), c.second.c_str()));
+    }
+    EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"role", "user"}, {"a:b", "c"}}, ':'));
     EXPECT_EQ(text, read_all(path));
 }
 

@@ -366,3 +366,15 @@ TEST(FileLockStressTest, ProcessesNeverLoseAnIncrement) {
     EXPECT_EQ(files_test::read_all(counter), std::to_string(kProcesses * kIncrements) + "\n");
     EXPECT_FALSE(exists_no_follow(lock_file("counter.lock")));
 }
+
+// A link planted at the lock path is a failure to lock, and what it names is
+// never created.
+TEST(AcquireLockTest, LinkAtTheLockPathIsAFailureToLock) {
+    TempTree tree;
+    const std::string target = tree.path("made_by_lock"), planted = lock_file("planted.conf.lock");
+    ASSERT_EQ(symlink(target.c_str(), planted.c_str()), 0);
+    EXPECT_FALSE(FileUtils::ScopedFileLock("/etc/planted.conf").is_valid());
+    EXPECT_EQ(fileutils_acquirelock(planted.c_str(), 0), -1);
+    EXPECT_FALSE(exists_no_follow(target));
+    unlink(planted.c_str());
+}

@@ -316,3 +316,26 @@ TEST_F(Profiles, UnreadableDotcurrentAndCaptionFiles) {
     });
     EXPECT_EQ("b\n", read_all(dotcurrent()));
 }
+
+// Titles and file names that are not one path component lead out of the
+// root; every operation that builds a path from one refuses it, and a
+// .current that names one is not followed.
+TEST_F(Profiles, NamesThatAreNotOnePathComponentAreRefused) {
+    make_profile("a", "A", true);
+    const std::string outside = dir_.dir("outside");
+    write_text(outside + "/hip.conf", "a=1\n");
+    for (const char* bad : {"..", ".", "../outside", "a/../../outside", "/tmp"}) {
+        std::string out = "old";
+        EXPECT_FALSE(ProfileUtils::profile_path(out, bad)) << bad;
+        EXPECT_FALSE(ProfileUtils::file_in_profile(out, "a", bad)) << bad;
+        EXPECT_FALSE(ProfileUtils::file_in_current(out, bad)) << bad;
+        EXPECT_FALSE(ProfileUtils::write_dot_current(bad)) << bad;
+        ProfileInfo info;
+        EXPECT_FALSE(info.from_profiledir(bad).valid) << bad;
+    }
+    EXPECT_FALSE(files_test::exists_no_follow(outside + "/profile_name"));
+    write_text(dotcurrent(), "../outside\n");
+    std::string conf;
+    EXPECT_TRUE(ProfileUtils::set_current_profile(conf));
+    EXPECT_EQ(real(root_ + "a"), cwd());
+}

@@ -1,15 +1,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sched.h>
+#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <sys/time.h>
 
 #include <algorithm>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "files/temp_tree.h"
 #include "qorbasic/files.h"
+#include "qorbasic/fileutils_flat.h"
 #include "qorbasic/timeutils.h"
 
 using files_test::exists_no_follow;
@@ -17,6 +21,7 @@ using files_test::permissions;
 using files_test::read_all;
 using files_test::run_in_child;
 using files_test::TempTree;
+using files_test::write_text;
 using namespace FileUtils;
 using Names = std::vector<std::string>;
 
@@ -409,4 +414,47 @@ TEST(TreeTest, CopyFileNamesTheFailingSideOfEachFailure) {
         }
         return true;
     });
+}
+
+// Another thread swaps a subdirectory for a link to an outside directory
+// while the tree goes, right after the first file of the subdirectory is
+// removed: from then on, a removal that rebuilt paths would reach through
+// the link. The removal may fail, but the outside directory keeps every file.
+TEST(TreeTest, RemovalNeverReachesThroughASubdirectorySwappedForALink) {
+    constexpr int kFiles = 40;
+    TempTree tree, outside;
+    for (int i = 0; i < kFiles; ++i) outside.file("f" + std::to_string(i), "keep");
+    for (int round = 0; round < 100; ++round) {
+        const std::string top = tree.dir("top" + std::to_string(round)), sub = top + "/sub";
+        ASSERT_EQ(mkdir(sub.c_str(), 0755), 0);
+        for (int i = 0; i < kFiles; ++i) write_text(sub + "/f" + std::to_string(i), "x");
+        const int watch = inotify_init1(IN_CLOEXEC);
+        ASSERT_GE(inotify_add_watch(watch, sub.c_str(), IN_DELETE), 0);
+        std::thread swapper([&] {
+            struct pollfd deleted = {watch, POLLIN, 0};
+            if (poll(&deleted, 1, 10000) != 1) return;
+            rename(sub.c_str(), (top + "/moved").c_str());
+            symlink(outside.root().c_str(), sub.c_str());
+        });
+        removeRecursively(top);
+        swapper.join();
+        close(watch);
+        for (int i = 0; i < kFiles; ++i)
+            ASSERT_EQ(read_all(outside.path("f" + std::to_string(i))), "keep") << round;
+    }
+}
+
+// A copy onto its own source, by name or through a link, is a bad
+// destination; the file keeps every byte.
+TEST(TreeTest, CopyFileOntoItsOwnSourceFailsAndKeepsTheBytes) {
+    TempTree tree;
+    const std::string source = tree.file("source", "every byte");
+    const std::string soft = tree.link(source, "soft");
+    for (const std::string& dest : {source, soft}) {
+        const CommandResult result = copyFile(source, dest, true);
+        EXPECT_EQ(result.status, STATUS_OPEN_FAILED) << dest;
+        EXPECT_EQ(result.subject, dest);
+    }
+    EXPECT_EQ(fileutils_copy_file(soft.c_str(), source.c_str(), 1), 0);
+    EXPECT_EQ(read_all(source), "every byte");
 }

@@ -18,6 +18,12 @@ std::string written(const JsonNode& node) {
     return out.str();
 }
 
+// Subclasses a client may write, which inherit every operation.
+struct ClientHash : JsonHash {};
+struct ClientString : JsonString {
+    using JsonString::JsonString;
+};
+
 TEST(JsonWriter, EscapesExactlyTheTableBytesAndNothingElse) {
     std::vector<std::pair<std::string, std::string>> cases = {
         {"\b", "\\b"}, {"\t", "\\t"},  {"\n", "\\n"},  {"\f", "\\f"},
@@ -59,6 +65,8 @@ TEST(JsonNodes, EachKindHasItsTypeTruthinessTextAndEqualClones) {
              JSON_HASH, true, "", R"({"a":{},"b":[1,true,null,"x\ny"]})"},
             {std::shared_ptr<JsonNode>(JsonUtil::parse("[[],{}]")), JSON_ARRAY, true, "",
              "[[],{}]"},
+            {std::make_shared<ClientHash>(), JSON_HASH, true, "", "{}"},
+            {std::make_shared<ClientString>("a\tb"), JSON_STRING, true, "a\tb", "\"a\\tb\""},
         };
     for (const auto& [node, type, truthy, value, text] : cases) {
         EXPECT_EQ(node->getType(), type) << text;

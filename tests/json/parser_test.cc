@@ -3,10 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <sstream>
 #include <tuple>
 #include <vector>
@@ -83,6 +90,51 @@ TEST(JsonParser, NumbersKeepExactlyTheBytesStrtoldTakes) {
                                    "+.", "1..2", "nan(", "infx", "1.5e5.5", "0x1p"};
     for (const char* n : refused) EXPECT_EQ(parsed(n), "<null>") << n;
     EXPECT_EQ(parsed("[1e,2]"), "<null>");
+}
+
+// Runs `work` on a thread of its own. A thread can't be stopped, so if it is
+// still running at the deadline the test program fails at once.
+void finishesWithin(std::chrono::seconds deadline, const std::function<void()>& work) {
+    struct Shared {
+        std::mutex mutex;
+        std::condition_variable done_changed;
+        bool done = false;
+    };
+    auto shared = std::make_shared<Shared>();
+    std::thread worker([shared, work] {
+        work();
+        std::lock_guard<std::mutex> lock(shared->mutex);
+        shared->done = true;
+        shared->done_changed.notify_all();
+    });
+    std::unique_lock<std::mutex> lock(shared->mutex);
+    if (!shared->done_changed.wait_for(lock, deadline, [&] { return shared->done; })) {
+        std::fprintf(stderr, "still running after %llds\n",
+                     static_cast<long long>(deadline.count()));
+        std::_Exit(EXIT_FAILURE);
+    }
+    lock.unlock();
+    worker.join();
+}
+
+// A flat array with no blanks once made every element's number scan copy the
+// rest of the array: hours for 4 MB.
+TEST(JsonParser, FlatArraysOfEveryNumberFormParseInLinearTime) {
+    const char* const forms[] = {"-12", "+1",    "007",      ".5",  "1E+5",
+                                 "0x1F", "0x1p3", "Infinity", "nan", "nan(x)"};
+    for (const std::string form : forms) {
+        std::string text = "[" + form;
+        size_t count = 1;
+        for (; text.size() < (4u << 20); ++count) text += "," + form;
+        text += "]";
+        finishesWithin(std::chrono::seconds(120), [&] {
+            std::unique_ptr<JsonNode> node(JsonUtil::parse(text));
+            const JsonArray* array = node ? node->asArray() : nullptr;
+            ASSERT_NE(array, nullptr) << form;
+            EXPECT_EQ(array->size(), count) << form;
+            EXPECT_EQ((*array)[count - 1]->toString(), form);
+        });
+    }
 }
 
 TEST(JsonParser, StringEscapesDecodeAndBadOnesFail) {

@@ -268,4 +268,13 @@ TEST(JsonValidatorTest, ValidatorsReadTheirValueFromTheData) {
     EXPECT_FALSE(JsonValidator::isRequired(data.get(), &JsonHash::EMPTY_HASH));
 }
 
+TEST(JsonValidatorTest, ClientEntriesInTheSharedEmptyHashAreNoRules) {
+    JsonHash::EMPTY_HASH.add("required", new JsonBool(true));
+    JsonHash data, errors;
+    JsonValidator::validateString("missing", &data, nullptr, &errors);
+    JsonValidator::validateItem("string", "missing", nullptr, nullptr, &errors);
+    delete JsonHash::EMPTY_HASH.take("required");
+    EXPECT_EQ(errors.toString(), "{}");
+}
+
 }  // namespace

@@ -1,8 +1,22 @@
+// Sources: named loggers with a level, and the names of the standard ones.
 #include <cstdint>
 
 #include "qorbasic/log.h"
 
 namespace BasicLog {
+
+const char* const LOGGERNAME_DAEMON = "daemon";
+const char* const LOGGERNAME_VEXCTL = "vexctl";
+const char* const LOGGERNAME_PLUGIN = "plugin";
+const char* const LOGGERNAME_VEXCORE = "vexcore";
+const char* const LOGGERNAME_BASICLIB = "basiclib";
+const char* const LOGGERNAME_LOOM2 = "loom2";
+const char* const LOGGERNAME_KELCOMMON = "kelcommon";
+const char* const LOGGERNAME_TABAPP = "tabapp";
+const char* const LOGGERNAME_LOOMCLIENT = "loomclient";
+const char* const LOGGERNAME_LOOMSERVER = "loomserver";
+const char* const LOGGERNAME_TEST = "test";
+const char* const LOGGERNAME_OTHER = "other";
 
 namespace {
 
