@@ -218,8 +218,10 @@ void logger_dump() {
 }
 
 void dump_log() {
-    static EmergencyEmitter emergency;
-    LoggerGlobals::instance().output_side()->emergency_emitter(&emergency);
+    // Never destroyed: the exit handler may still write to it after the
+    // static destructors have run.
+    static EmergencyEmitter* emergency = new EmergencyEmitter;
+    LoggerGlobals::instance().output_side()->emergency_emitter(emergency);
     logger_dump();
 }
 
