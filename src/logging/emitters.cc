@@ -17,15 +17,27 @@ namespace {
 // buffer per thread is never in use twice.
 constexpr size_t kKeptLineCapacity = 16384;
 
+// Set when the thread's buffer has been destroyed. std::exit destroys the
+// thread-local objects of the exiting thread before it runs the exit
+// handlers, and those may still log; a plain bool has no destructor, so it
+// can be read then.
+thread_local bool t_line_buffer_gone = false;
+
+struct LineBuffer {
+    ~LineBuffer() { t_line_buffer_gone = true; }
+    std::string line;
+};
+
 std::string& line_buffer() {
-    thread_local std::string line;
-    return line;
+    thread_local LineBuffer buffer;
+    return buffer.line;
 }
 
 // The whole line in one fwrite, so that an unbuffered stream gets it in one
 // write and lines of other writers can't fall between its parts.
 void write_line(std::FILE* stream, const std::string& headers, const std::string& content) {
-    std::string& line = line_buffer();
+    std::string late_line;
+    std::string& line = t_line_buffer_gone ? late_line : line_buffer();
     qor::detail::compose_line(line, headers, content, qor::detail::kLineNewline);
     std::fwrite(line.data(), 1, line.size(), stream);
     std::fflush(stream);
