@@ -58,6 +58,20 @@ struct Seen : Predicate0 {
     size_t count;
 };
 
+// Both sides of queued mode on a queue of their own, with a quiet early
+// emitter and a source of the input.
+struct QueuedSides {
+    QueuedSides() {
+        input.add_emitter(new qortest::CapturingEmitter(nullptr));
+        input.switch_to_queue(&output);
+        source = input.make_source("queued_test.cc");
+    }
+    MessageQueue queue;
+    LogInput input{queue, true, QOR_LOGLEVEL_INFO};
+    LogOutput output{queue, true};
+    BasicLog::Source* source;
+};
+
 void log_line(BasicLog::Source* source, const char* text, long producer = 0, long seq = 0) {
     BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), QOR_LOGLEVEL_WARN,
                                 text, __FILE__, __func__)
@@ -90,12 +104,9 @@ TEST(LogOutputTest, BatchesOfTwentyInOrderToEveryEmitter) {
 // one-second idle wait ends; a second start fails while it runs. After the
 // stop, messages stay queued until a dump writes them.
 TEST(LogOutputTest, ThreadWakesOnInsertAndStopAndLeavesTheRestQueued) {
-    MessageQueue queue;
-    LogInput input(queue, true, QOR_LOGLEVEL_INFO);
-    input.add_emitter(new qortest::CapturingEmitter(nullptr));
-    LogOutput output(queue, true);
-    ASSERT_TRUE(input.switch_to_queue(&output));
-    BasicLog::Source* source = input.make_source("wake_test.cc");
+    QueuedSides sides;
+    LogOutput& output = sides.output;
+    BasicLog::Source* source = sides.source;
     RecordingEmitter emitter("e");
     output.add_emitter(&emitter);
     ASSERT_TRUE(output.startup());
@@ -126,12 +137,9 @@ TEST(LogOutputTest, ThreadWakesOnInsertAndStopAndLeavesTheRestQueued) {
 // side into the queue like any other. An emergency emitter then replaces the
 // whole list.
 TEST(LogOutputTest, EmitterMayLogAndEmergencyEmitterReplacesTheList) {
-    MessageQueue queue;
-    LogInput input(queue, true, QOR_LOGLEVEL_INFO);
-    input.add_emitter(new qortest::CapturingEmitter(nullptr));
-    LogOutput output(queue, true);
-    ASSERT_TRUE(input.switch_to_queue(&output));
-    BasicLog::Source* source = input.make_source("output_test.cc");
+    QueuedSides sides;
+    LogOutput& output = sides.output;
+    BasicLog::Source* source = sides.source;
     RecordingEmitter first("first"), last("last");
     first.on_message = [&](const BasicLog::LogMessage& m) {
         if (std::string(m.body().text()) == "outer") log_line(source, "inner");
