@@ -1,5 +1,7 @@
 // Log calls: one filtered out by the level, and one standard line with three
 // parameters written to /dev/null, beside the same work done with spdlog.
+// "LogLineToMemory" is the same line made by each library into a memory
+// sink that keeps the last line: the line's own work without the system call.
 //
 // Our log call returns only after its line is written (the stderr emitter
 // flushes each line), so the spdlog logger of the line case flushes on every
@@ -10,10 +12,13 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <mutex>
+#include <string>
 
 #include "qorbasic/log.h"
 
 #ifdef QOR_HAVE_SPDLOG
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 #endif
@@ -74,6 +79,36 @@ void qor_line(benchmark::State& state) {
 }
 BENCHMARK(qor_line)->Name("LogLine3Params/qorbasic");
 
+// Keeps the last line, as a memory sink of spdlog does below.
+class MemoryEmitter : public BasicLog::Emitter {
+  public:
+    void send_one_line(const qor_loglevel_impl*, const std::string& headers,
+                       const std::string& content) override {
+        line_.assign(headers);
+        line_ += ' ';
+        line_ += content;
+        line_ += '\n';
+        benchmark::DoNotOptimize(line_.data());
+    }
+    const char* emitter_type() const override { return "MemoryEmitter"; }
+
+  private:
+    std::string line_;
+};
+
+void qor_line_to_memory(benchmark::State& state) {
+    static LogInput* input = [] {
+        LogInput* memory = new LogInput(QOR_LOGLEVEL_INFO);
+        memory->add_emitter(new MemoryEmitter);
+        return memory;
+    }();
+    BasicLog::Source* source = input->make_source("log_bench.cc");
+    for (auto _ : state) {
+        log_connect_failed(source, QOR_LOGLEVEL_WARN);
+    }
+}
+BENCHMARK(qor_line_to_memory)->Name("LogLineToMemory/qorbasic");
+
 #ifdef QOR_HAVE_SPDLOG
 
 std::shared_ptr<spdlog::logger> spdlog_logger(const char* name, bool flush_each_line) {
@@ -114,6 +149,28 @@ void spdlog_line_buffered(benchmark::State& state) {
     spdlog_lines(state, spdlog_logger("buffered", false));
 }
 BENCHMARK(spdlog_line_buffered)->Name("LogLine3ParamsBuffered/spdlog");
+
+class MemorySink : public spdlog::sinks::base_sink<std::mutex> {
+  protected:
+    void sink_it_(const spdlog::details::log_msg& msg) override {
+        spdlog::memory_buf_t formatted;
+        formatter_->format(msg, formatted);
+        line_.assign(formatted.data(), formatted.size());
+        benchmark::DoNotOptimize(line_.data());
+    }
+    void flush_() override {}
+
+  private:
+    std::string line_;
+};
+
+void spdlog_line_to_memory(benchmark::State& state) {
+    auto logger = std::make_shared<spdlog::logger>("memory", std::make_shared<MemorySink>());
+    logger->set_pattern("[%^%l%$ %Y-%m-%d %H:%M:%S.%f] %v");
+    logger->set_level(spdlog::level::info);
+    spdlog_lines(state, logger);
+}
+BENCHMARK(spdlog_line_to_memory)->Name("LogLineToMemory/spdlog");
 
 #endif
 

@@ -44,6 +44,12 @@ module_file() {
     command -v "$name" 2>/dev/null || true
 }
 
+rip_frame=-2
+for frame in "${frames[@]}"; do
+    read -r index _ _ _ address _ <<<"${frame/:/ }"
+    if [ -n "$rip" ] && [ "$((0x$address))" = "$((0x$rip))" ]; then rip_frame=${index%:}; break; fi
+done
+
 for frame in "${frames[@]}"; do
     if ! [[ $frame =~ ^\ *([0-9]+):\ *([0-9]+)\ +([0-9a-f]+)\ +([0-9a-f]+)\ +([0-9a-f]+)\ (.*)$ ]]; then
         continue
@@ -54,9 +60,12 @@ for frame in "${frames[@]}"; do
     file=$(module_file "${module_path[$obj]:-}")
     if [ -n "$file" ] && [ -r "$file" ]; then
         # A return address points behind its call; look up the call itself.
-        # The faulting frame's address is the faulting instruction.
+        # The faulting frame's address is the faulting instruction, and the
+        # frame before it is the signal trampoline's entry, not a return.
         relative=$(( 0x$address - 0x${module_base[$obj]} ))
-        [ "$((0x$address))" = "$((0x${rip:-0}))" ] || relative=$((relative - 1))
+        if [ "$index" != "$rip_frame" ] && [ "$index" != "$((rip_frame - 1))" ]; then
+            relative=$((relative - 1))
+        fi
         found=()
         readarray -t found < <(addr2line -f -C -e "$file" "$(printf '0x%x' "$relative")" 2>/dev/null)
         if [ ${#found[@]} -ge 2 ]; then

@@ -27,6 +27,9 @@
 //   It refuses `\u0000`, and nests at most JsonUtil::MAX_DEPTH containers.
 // - Keys are kept sorted (byte order), so text is written in key order, not in
 //   the order the keys came in. Writing is compact: no white space at all.
+// - Nodes come from the library's allocator in pieces of 64 KiB, which go back
+//   to the system when all their nodes are deleted: freeing a whole tree frees
+//   its memory, but a node kept from a freed tree keeps its whole piece.
 // - A RawJson holds text and parses it on first need. Ask isValid() before
 //   reading one; on text that does not parse, reads give null, "", 0 or false.
 #ifndef QORBASIC_JSON_H
@@ -70,6 +73,13 @@ class QOR_API JsonNode {
     JsonNode() = default;
     JsonNode(const JsonNode&) = default;
     virtual ~JsonNode();
+
+    // Nodes, also those of a client's subclass, come from the library's own
+    // allocator (see the notes at the top of this file).
+    static void* operator new(std::size_t size);
+    static void operator delete(void* node, std::size_t size);
+    static void* operator new(std::size_t, void* place) noexcept { return place; }
+    static void operator delete(void*, void*) noexcept {}
 
     virtual bool operator==(const JsonNode& other) const = 0;
     virtual bool operator!=(const JsonNode& other) const;

@@ -79,6 +79,12 @@ QOR_C_API void invokeAssertFailure(const char* file, int line, const char* messa
 QOR_C_API void setAssertFailure(assert_failure_handler handler);
 QOR_API void defaultAssertFailure(const char* file, int line, const char* message);
 
+namespace qor {
+namespace detail {
+class MessageStore;
+}  // namespace detail
+}  // namespace qor
+
 namespace qrsvc {
 // Common base of the objects that an actor hands out by name.
 class QOR_API ActorInterface {
@@ -130,6 +136,7 @@ class QOR_API MessageContent {
     const char* text() const { return text_; }
 
   private:
+    friend class qor::detail::MessageStore;
     // The first parameters live inline, so that a usual message makes no
     // allocation per parameter; the rest go to the overflow list.
     static constexpr int kInlineParams = 6;
@@ -153,6 +160,7 @@ class QOR_API LogMessage {
     const MessageContent& body() const { return content_; }
 
   private:
+    friend class qor::detail::MessageStore;
     MessageHeaders headers_;
     MessageContent content_;
 };

@@ -11,13 +11,8 @@
 //
 // The same symbol table is open to clients:
 //
-//   #include <cstdio>
-//   #include <qorbasic/panic.h>
-//
-//   int main() {
-//       std::printf("%s\n", panic_resolve_sym(reinterpret_cast<unsigned long>(&panic_resolve_sym)));
-//   }
-//   // panic_resolve_sym
+//   unsigned long address = reinterpret_cast<unsigned long>(&panic_resolve_sym);
+//   std::printf("%s\n", panic_resolve_sym(address));   // panic_resolve_sym
 //
 // The surprising cases:
 // - The handler replaces whatever handler was there before and can't be

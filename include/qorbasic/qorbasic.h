@@ -14,6 +14,8 @@
 #include "qorbasic/threads.h"
 #include "qorbasic/queues.h"
 #include "qorbasic/signals.h"
+#include "qorbasic/tasks.h"
+#include "qorbasic/actors.h"
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
 #include "qorbasic/files.h"

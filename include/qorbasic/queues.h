@@ -6,11 +6,12 @@
 // owning them. A producer inserts under the queue's lock taken by insert
 // itself; the consumer takes the lock once for a whole batch:
 //
+//   struct Job { int id; };
 //   TypedWorkQueue<Job> queue;
-//   queue.insert(new Job);             // false only for null or out of memory
+//   queue.insert(new Job{7});          // false only for null or out of memory
 //   {
 //       ScopedLock hold(queue);
-//       while (Job* job = queue.extract(hold)) { run(job); delete job; }
+//       while (Job* job = queue.extract(hold)) { std::printf("%d\n", job->id); delete job; }
 //   }
 //
 //   AtomicValue<int> state(0);

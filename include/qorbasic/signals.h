@@ -15,7 +15,7 @@
 //   Signals signals;
 //   signals.catchSignal(SIGTERM);
 //   signals.catchSignal(SIGHUP);
-//   while (!signals.stop) { signals.checkSignals(); thread_nap(100000); }
+//   while (!signals.stop) { signals.checkSignals(); ... the loop's work ... }
 //
 // The surprising cases:
 // - A signal that comes in several times before a check is dispatched once,
@@ -32,6 +32,7 @@
 #define QORBASIC_SIGNALS_H
 
 #include <atomic>
+#include <csignal>
 
 #include "qorbasic/export.h"
 

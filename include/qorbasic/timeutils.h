@@ -21,9 +21,11 @@
 // Intervals are durations as short texts, and dated file names put a date
 // between a prefix and a suffix:
 //
+//   std::string text;
 //   long ticks = parse_interval("10 mins");             // 600000000
 //   render_interval(text, 90 * 1000000L);               // "90 secs"
-//   filename_by_day(text, "app-", gmt_to_local(now), ".log");  // app-20180401.log
+//   filename_by_day(text, "app-", gmt_to_local(current_time_usec1970()), ".log");
+//                                                       // app-20180401.log
 //
 // parse_interval gives 0 for every failure: a number without a unit ("10"),
 // an unknown word ("10 weeks"), a fraction ("1.5 h"). Words are matched

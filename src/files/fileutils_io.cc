@@ -47,8 +47,7 @@ int open_file(const char* path, int flags, mode_t mode) {
     const int fd = open(path, flags | O_NONBLOCK | O_NOCTTY, mode);
     if (fd < 0) return -1;
     struct stat info;
-    const bool plain =
-        fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode));
+    const bool plain = fstat(fd, &info) == 0 && (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode));
     if (!plain || fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
         close(fd);
         errno = ENXIO;

@@ -159,7 +159,8 @@ CommandResult copyFile(const QRSTR& source, const QRSTR& dest, bool overwrite) {
     // the source itself (by name, through a link or as a second hard link),
     // which the truncation would empty.
     const int create = overwrite ? 0 : O_EXCL;
-    UniqueFd out(internal::open_file(dest.ptr(), O_WRONLY | O_CREAT | O_CLOEXEC | create, kCopyMode));
+    UniqueFd out(
+        internal::open_file(dest.ptr(), O_WRONLY | O_CREAT | O_CLOEXEC | create, kCopyMode));
     if (!out.valid() || same_file(in.get(), out.get())) {
         return copy_failure(STATUS_OPEN_FAILED, dest);
     }

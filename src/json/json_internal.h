@@ -3,10 +3,12 @@
 #ifndef QORBASIC_SRC_JSON_JSON_INTERNAL_H
 #define QORBASIC_SRC_JSON_JSON_INTERNAL_H
 
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "json/scan.h"
 #include "qorbasic/json.h"
 
 // The one place that knows the text of each kind of node. It appends to one
@@ -51,11 +53,17 @@ class JsonParser {
     JsonParser(const JsonParser&) = delete;
     JsonParser& operator=(const JsonParser&) = delete;
 
-    void skipWhiteSpace(unsigned int& pos) const;
+    void skipWhiteSpace(unsigned int& pos) const {
+        if (!cSpace_) return skipTableSpace(pos);
+        pos = static_cast<unsigned int>(qor::detail::skipCSpaceFast(text_ + pos, text_ + limit_) -
+                                        text_);
+    }
     // A value by the first byte: array, object, string, else number, literal.
     JsonNode* parseValue(unsigned int& pos, unsigned int depth) const;
     bool parseMembers(unsigned int& pos, JsonHash& hash, unsigned int depth) const;
     bool parseMember(unsigned int& pos, JsonHash& hash, unsigned int depth) const;
+    // A new object, from its opening brace to behind its closing brace.
+    JsonHash* parseObject(unsigned int& pos, unsigned int depth) const;
     JsonArray* parseArray(unsigned int& pos, unsigned int depth) const;
     // Decodes the string at pos (on its opening quote) into `out`.
     bool parseString(unsigned int& pos, std::string& out) const;
@@ -71,16 +79,36 @@ class JsonParser {
 
   private:
     unsigned int slowNumberLength(unsigned int pos) const;
+    // White space by the locale's table, when it is not the C set.
+    void skipTableSpace(unsigned int& pos) const;
     bool isSpace(char c) const;
     void dropPending(size_t mark) const;
+    // From behind the '{' or ',': the key and the value of one member, or
+    // no value when the '}' stands there.
+    bool parseKeyAndValue(unsigned int& pos, std::string& key, std::unique_ptr<JsonNode>& value,
+                          unsigned int depth) const;
+    // Behind a member: white space, then the ',' or '}' that must follow.
+    bool atMemberEnd(unsigned int& pos) const;
+    // Moves the members pending from `mark` on into the (empty) hash.
+    void settleMembers(size_t mark, JsonHash& hash) const;
+    void dropMembers(size_t mark) const;
+
+    struct PendingMember {
+        std::string key;
+        JsonNode* value;  // owned while pending
+        size_t order;     // of arrival, so that the last of equal keys wins
+    };
 
     const char* text_;
     unsigned int limit_;
     const unsigned short* ctype_;  // the locale's table that isspace() reads
     bool dotRadix_;                // the locale's radix character is "."
+    bool cSpace_;                  // the locale's white space is the C set
     // Elements of the arrays being parsed, innermost last, owned until
     // their array is complete.
     mutable std::vector<JsonNode*> pending_;
+    // Members of the objects being parsed, innermost last.
+    mutable std::vector<PendingMember> members_;
 };
 
 #endif  // QORBASIC_SRC_JSON_JSON_INTERNAL_H

@@ -193,9 +193,8 @@ QOR_API JsonNode& JsonNum::set<std::string>(std::string value) {
     return *this;
 }
 
-JsonNum::JsonNum(const std::string& text) {
-    set(text);
-}
+// The same as set(text), without its copy of the argument.
+JsonNum::JsonNum(const std::string& text) : text_(text) {}
 JsonNum::JsonNum(long value) {
     set(value);
 }

@@ -1,6 +1,7 @@
 // JsonUtil: the recursive-descent parser over a byte buffer with a limit.
 #include <langinfo.h>
 
+#include <algorithm>
 #include <cctype>
 #include <clocale>
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include <sstream>
 
 #include "json/json_internal.h"
+#include "json/scan.h"
 #include "qorbasic/json.h"
 
 const std::string JsonUtil::EMPTY_STRING;
@@ -36,14 +38,36 @@ bool mayContinueNumber(char c) {
            c == '_' || c == '(' || c == ')' || c == '+' || c == '-';
 }
 
-// Whether any of the eight bytes at `bytes` is '"' or '\\': a byte is zero
-// in x ^ pattern exactly where it equals the pattern's byte.
-bool hasQuoteOrBackslash(const char* bytes) {
-    const uint64_t ones = 0x0101010101010101ULL, highs = 0x8080808080808080ULL;
-    uint64_t x;
-    memcpy(&x, bytes, sizeof(x));
-    uint64_t quote = x ^ (ones * '"'), backslash = x ^ (ones * '\\');
-    return (((quote - ones) & ~quote) | ((backslash - ones) & ~backslash)) & highs;
+// Whether the white space of the locale's table is exactly the C set, so
+// that the fast scan may stand in for the table. Checked once per table.
+bool spaceIsC(const unsigned short* table) {
+    thread_local const unsigned short* checked = nullptr;
+    thread_local bool same = false;
+    if (table != checked) {
+        same = true;
+        for (int c = -128; c < 128; ++c) {
+            bool space = (table[c] & _ISspace) != 0;
+            if (space != qor::detail::isCSpace(static_cast<char>(c))) same = false;
+        }
+        checked = table;
+    }
+    return same;
+}
+
+// The stacks of pending elements and members stay with the thread between
+// parses, so that a parse does not grow them anew each time. A stack that
+// grew past kKeptPending entries is freed.
+const size_t kKeptPending = 16 << 10;
+
+template <class Stack>
+Stack& keptStack() {
+    thread_local Stack kept;
+    return kept;
+}
+
+template <class Stack>
+void keepStack(Stack& stack) {
+    if (stack.capacity() <= kKeptPending) keptStack<Stack>().swap(stack);
 }
 
 }  // namespace
@@ -56,6 +80,9 @@ JsonParser::JsonParser(const char* text, unsigned int limit)
     // follow the calling thread's locale; both are read once per parse.
     const char* radix = nl_langinfo(RADIXCHAR);
     dotRadix_ = radix && radix[0] == '.' && radix[1] == '\0';
+    cSpace_ = spaceIsC(ctype_);
+    pending_.swap(keptStack<decltype(pending_)>());
+    members_.swap(keptStack<decltype(members_)>());
 }
 
 // isspace() of the byte as a signed char, from the table that isspace reads.
@@ -63,7 +90,7 @@ bool JsonParser::isSpace(char c) const {
     return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) != 0;
 }
 
-void JsonParser::skipWhiteSpace(unsigned int& pos) const {
+void JsonParser::skipTableSpace(unsigned int& pos) const {
     while (pos < limit_ && isSpace(text_[pos])) ++pos;
 }
 
@@ -73,13 +100,9 @@ JsonNode* JsonParser::parseValue(unsigned int& pos, unsigned int depth) const {
         case '[':
             if (depth >= JsonUtil::MAX_DEPTH) return nullptr;
             return parseArray(pos, depth + 1);
-        case '{': {
+        case '{':
             if (depth >= JsonUtil::MAX_DEPTH) return nullptr;
-            std::unique_ptr<JsonHash> hash(new JsonHash);
-            if (!parseMembers(pos, *hash, depth + 1)) return nullptr;
-            ++pos;  // the closing brace
-            return hash.release();
-        }
+            return parseObject(pos, depth + 1);
         case '"':
             return parseStringNode(pos);
         case 't':
@@ -114,20 +137,10 @@ bool JsonParser::parseMembers(unsigned int& pos, JsonHash& hash, unsigned int de
 }
 
 bool JsonParser::parseMember(unsigned int& pos, JsonHash& hash, unsigned int depth) const {
-    skipWhiteSpace(pos);
-    if (pos >= limit_) return false;
-    if (text_[pos] == '}') return true;  // {} and a comma before the brace
-    if (text_[pos] != '"') return false;
     std::string key;
-    if (!parseString(pos, key)) return false;
-    // Whatever stands between the key and the next colon is passed over.
-    const void* colon = pos < limit_ ? memchr(text_ + pos, ':', limit_ - pos) : nullptr;
-    if (!colon) return false;
-    pos = static_cast<unsigned int>(static_cast<const char*>(colon) - text_) + 1;
-    skipWhiteSpace(pos);
-    if (pos >= limit_) return false;
-    std::unique_ptr<JsonNode> value(parseValue(pos, depth));
-    if (!value) return false;
+    std::unique_ptr<JsonNode> value;
+    if (!parseKeyAndValue(pos, key, value, depth)) return false;
+    if (!value) return true;
     JsonHash::Entries& entries = hash.entries_;
     auto it = entries.lower_bound(key);
     if (it != entries.end() && it->first == key) {
@@ -137,8 +150,95 @@ bool JsonParser::parseMember(unsigned int& pos, JsonHash& hash, unsigned int dep
         entries.emplace_hint(it, std::move(key), value.get());
         value.release();
     }
+    return atMemberEnd(pos);
+}
+
+bool JsonParser::parseKeyAndValue(unsigned int& pos, std::string& key,
+                                  std::unique_ptr<JsonNode>& value, unsigned int depth) const {
+    skipWhiteSpace(pos);
+    if (pos >= limit_) return false;
+    if (text_[pos] == '}') return true;  // {} and a comma before the brace
+    if (text_[pos] != '"') return false;
+    if (!parseString(pos, key)) return false;
+    // Whatever stands between the key and the next colon is passed over.
+    const void* colon = pos < limit_ ? memchr(text_ + pos, ':', limit_ - pos) : nullptr;
+    if (!colon) return false;
+    pos = static_cast<unsigned int>(static_cast<const char*>(colon) - text_) + 1;
+    skipWhiteSpace(pos);
+    if (pos >= limit_) return false;
+    value.reset(parseValue(pos, depth));
+    return value != nullptr;
+}
+
+bool JsonParser::atMemberEnd(unsigned int& pos) const {
     skipWhiteSpace(pos);
     return pos < limit_ && (text_[pos] == ',' || text_[pos] == '}');
+}
+
+// Members of a new object gather on the parser's stack of pending members and
+// enter the map in key order at the closing brace, each behind the last, so
+// that no insertion searches the map.
+JsonHash* JsonParser::parseObject(unsigned int& pos, unsigned int depth) const {
+    std::unique_ptr<JsonHash> hash(new JsonHash);
+    const size_t mark = members_.size();
+    for (;;) {
+        ++pos;  // the opening brace or the comma
+        std::string key;
+        std::unique_ptr<JsonNode> value;
+        if (!parseKeyAndValue(pos, key, value, depth)) break;
+        if (value) {
+            members_.push_back(PendingMember{std::move(key), value.get(), members_.size()});
+            value.release();
+            if (!atMemberEnd(pos)) break;
+        }
+        if (text_[pos] == '}') {
+            ++pos;
+            settleMembers(mark, *hash);
+            return hash.release();
+        }
+    }
+    dropMembers(mark);
+    return nullptr;
+}
+
+namespace {
+
+// Byte order of unsigned bytes, as std::less<std::string>; inline, as keys
+// mostly differ within their first bytes.
+bool keyLess(const std::string& a, const std::string& b) {
+    const size_t common = a.size() < b.size() ? a.size() : b.size();
+    for (size_t i = 0; i < common; ++i) {
+        if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
+    }
+    return a.size() < b.size();
+}
+
+}  // namespace
+
+void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
+    auto first = members_.begin() + mark, last = members_.end();
+    std::sort(first, last, [](const PendingMember& a, const PendingMember& b) {
+        if (keyLess(a.key, b.key)) return true;
+        return !keyLess(b.key, a.key) && a.order < b.order;
+    });
+    JsonHash::Entries& entries = hash.entries_;
+    for (auto it = first; it != last; ++it) {
+        JsonNode* value = it->value;
+        it->value = nullptr;
+        if (it + 1 != last && it[1].key == it->key) {
+            delete value;  // a later equal key wins
+            continue;
+        }
+        std::unique_ptr<JsonNode> owned(value);
+        entries.emplace_hint(entries.end(), std::move(it->key), value);
+        owned.release();
+    }
+    members_.erase(first, last);
+}
+
+void JsonParser::dropMembers(size_t mark) const {
+    for (size_t i = mark; i < members_.size(); ++i) delete members_[i].value;
+    members_.erase(members_.begin() + mark, members_.end());
 }
 
 // Elements gather on the parser's stack of pending nodes and move into the
@@ -180,7 +280,10 @@ void JsonParser::dropPending(size_t mark) const {
 }
 
 JsonParser::~JsonParser() {
+    dropMembers(0);
     dropPending(0);
+    keepStack(pending_);
+    keepStack(members_);
 }
 
 bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
@@ -188,18 +291,13 @@ bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
     unsigned int p = pos + 1;
     unsigned int run = p;  // start of the bytes not yet copied to `out`
     while (p < limit_) {
-        // Eight bytes at a time while none of them is a quote or a backslash.
-        while (limit_ - p >= 8 && !hasQuoteOrBackslash(text_ + p)) p += 8;
+        p = static_cast<unsigned int>(
+            qor::detail::findQuoteOrBackslashFast(text_ + p, text_ + limit_) - text_);
         if (p >= limit_) break;
-        char c = text_[p];
-        if (c == '"') {
+        if (text_[p] == '"') {
             out.append(text_ + run, p - run);
             pos = p + 1;
             return true;
-        }
-        if (c != '\\') {
-            ++p;
-            continue;
         }
         out.append(text_ + run, p - run);
         if (p + 1 >= limit_) return false;

@@ -2,6 +2,7 @@
 // one line from them.
 #include "logging/formats.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -23,6 +24,10 @@ void escape_bytes(char* data, size_t size) {
         }
     }
 }
+
+// Room for a level's name in a header buffer; every name of the table and the
+// fallback fit.
+constexpr size_t kLevelNameRoom = 16;
 
 // The level and the local time, as the standard headers show them.
 struct HeaderFields {
@@ -62,12 +67,24 @@ void compose_line(std::string& out, const std::string& headers, const std::strin
     if ((flags & kLineNewline) != 0) out += '\n';
 }
 
+// The JSON writer leaves a NUL raw; the appended text is rewritten once,
+// in one pass, only when it holds one.
 void append_json_string(std::string& out, const char* data, size_t size) {
     size_t start = out.size();
     JsonWriter::appendString(out, data, size);
-    for (size_t at = out.find('\0', start); at != std::string::npos; at = out.find('\0', at)) {
-        out.replace(at, 1, "\\u0000");
+    size_t nuls = static_cast<size_t>(std::count(out.begin() + start, out.end(), '\0'));
+    if (nuls == 0) return;
+    std::string escaped;
+    escaped.reserve(out.size() - start + 5 * nuls);
+    for (size_t i = start; i < out.size(); ++i) {
+        if (out[i] == '\0') {
+            escaped += "\\u0000";
+        } else {
+            escaped += out[i];
+        }
     }
+    out.resize(start);
+    out += escaped;
 }
 
 }  // namespace detail
@@ -75,15 +92,23 @@ void append_json_string(std::string& out, const char* data, size_t size) {
 
 namespace BasicLog {
 
+// Written into a local buffer and assigned once: this runs for every line.
 void standard_format_headers(std::string& out, const MessageHeaders& headers) {
     HeaderFields fields(headers);
-    out.clear();
-    out.reserve(fields.level_length + fields.stamp_length + 3);
-    out += '[';
-    out.append(fields.level, fields.level_length);
-    out += ' ';
-    out.append(fields.stamp, fields.stamp_length);
-    out += ']';
+    char text[kLevelNameRoom + qor::detail::kTimestampBufferSize + 3];
+    if (fields.level_length > kLevelNameRoom) {
+        out.assign("[").append(fields.level).append(" ").append(fields.stamp).append("]");
+        return;
+    }
+    char* p = text;
+    *p++ = '[';
+    std::memcpy(p, fields.level, fields.level_length);
+    p += fields.level_length;
+    *p++ = ' ';
+    std::memcpy(p, fields.stamp, static_cast<size_t>(fields.stamp_length));
+    p += fields.stamp_length;
+    *p++ = ']';
+    out.assign(text, static_cast<size_t>(p - text));
 }
 
 void levelonly_format_headers(std::string& out, const MessageHeaders& headers) {
@@ -111,21 +136,29 @@ void null_format_headers(std::string& out, const MessageHeaders&) {
     out.clear();
 }
 
+// Sized first and written in one pass: this runs for every line.
 void standard_format_content(std::string& out, const MessageContent& content) {
-    out.assign(content.text());
+    const char* text = content.text();
+    size_t text_length = std::strlen(text);
     int count = content.paramCount();
-    if (count == 0) return;
-    size_t total = out.size() + 1;
+    size_t total = text_length + (count > 0 ? 1 : 0);
     for (int i = 0; i < count; ++i) {
         total += content.paramName(i).size() + content.paramValue(i).size() + 2;
     }
-    out.reserve(total);
-    out += ':';
+    out.resize(total);
+    char* p = &out[0];
+    std::memcpy(p, text, text_length);
+    p += text_length;
+    if (count > 0) *p++ = ':';
     for (int i = 0; i < count; ++i) {
-        out += ' ';
-        out += content.paramName(i);
-        out += '=';
-        out += content.paramValue(i);
+        const std::string& name = content.paramName(i);
+        const std::string& value = content.paramValue(i);
+        *p++ = ' ';
+        std::memcpy(p, name.data(), name.size());
+        p += name.size();
+        *p++ = '=';
+        std::memcpy(p, value.data(), value.size());
+        p += value.size();
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include "logging/library_log.h"
 #include "logging/log_path.h"
+#include "logging/messages.h"
 #include "qorbasic/log.h"
 
 namespace {
@@ -74,9 +75,11 @@ LogInput::~LogInput() {
 // or holding this mutex) is dropped: taking the mutex again would wait for
 // the thread itself.
 void LogInput::processMessage(BasicLog::LogMessage* message) {
-    std::unique_ptr<BasicLog::LogMessage> owned(message);
-    if (!owned || qor::detail::thread_in_log_path()) return;
-    InputLock hold(mutex_);
+    std::unique_ptr<BasicLog::LogMessage, qor::detail::MessageDisposal> owned(message);
+    if (!owned) return;
+    qor::detail::LogPathMark mark;
+    if (mark.nested()) return;
+    ScopedLock hold(mutex_);
     handled_any_ = true;
     if (early_emitter_ != nullptr) {
         try {

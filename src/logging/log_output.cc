@@ -10,6 +10,7 @@
 #include <climits>
 #include <cstdlib>
 
+#include "logging/messages.h"
 #include "qorbasic/log.h"
 #include "qorbasic/threads.h"
 #include "qorbasic/timeutils.h"
@@ -108,7 +109,7 @@ int LogOutput::write_messages() {
                 // A failing emitter loses its line; the others carry on.
             }
         }
-        delete batch[i];
+        qor::detail::MessageStore::dispose(const_cast<BasicLog::LogMessage*>(batch[i]));
     }
     return count;
 }

@@ -14,12 +14,8 @@ bool thread_in_log_path() {
     return t_log_path_depth > 0;
 }
 
-LogPathMark::LogPathMark() {
-    ++t_log_path_depth;
-}
-
-LogPathMark::~LogPathMark() {
-    --t_log_path_depth;
+LogPathMark::LogPathMark() : depth_(&t_log_path_depth) {
+    ++*depth_;
 }
 
 }  // namespace detail

@@ -17,9 +17,17 @@ bool thread_in_log_path();
 class LogPathMark {
   public:
     LogPathMark();
-    ~LogPathMark();
+    ~LogPathMark() { --*depth_; }
     LogPathMark(const LogPathMark&) = delete;
     LogPathMark& operator=(const LogPathMark&) = delete;
+
+    // The thread was on the log path already when this mark was made.
+    bool nested() const { return *depth_ > 1; }
+
+  private:
+    // The thread's counter, looked up once: each lookup of a thread-local
+    // costs a call in a shared library.
+    int* depth_;
 };
 
 }  // namespace detail

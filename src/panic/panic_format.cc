@@ -55,7 +55,9 @@ void panic_format_to(char* buffer, size_t size) {
     limit = buffer + size;
 }
 
-char* panic_format_cursor() { return cursor; }
+char* panic_format_cursor() {
+    return cursor;
+}
 
 void panic_format(const char* format, ...) {
     va_list args;
@@ -98,8 +100,9 @@ void panic_format(const char* format, ...) {
         switch (conversion) {
             case 'd': {
                 long long value = longs > 0 ? va_arg(args, long long) : va_arg(args, int);
-                unsigned long long magnitude = value < 0 ? 0ULL - static_cast<unsigned long long>(value)
-                                                         : static_cast<unsigned long long>(value);
+                unsigned long long magnitude = value < 0
+                                                   ? 0ULL - static_cast<unsigned long long>(value)
+                                                   : static_cast<unsigned long long>(value);
                 char* text = render_number(space_end, magnitude, 10, false, value < 0);
                 put_padded(text, static_cast<int>(space_end - text), width, left, fill);
                 break;
@@ -109,14 +112,14 @@ void panic_format(const char* format, ...) {
             case 'X': {
                 unsigned long long value =
                     longs > 0 ? va_arg(args, unsigned long long) : va_arg(args, unsigned int);
-                char* text =
-                    render_number(space_end, value, conversion == 'u' ? 10 : 16, conversion == 'X', false);
+                char* text = render_number(space_end, value, conversion == 'u' ? 10 : 16,
+                                           conversion == 'X', false);
                 put_padded(text, static_cast<int>(space_end - text), width, left, fill);
                 break;
             }
             case 'p': {
-                char* text = render_number(space_end, reinterpret_cast<uintptr_t>(va_arg(args, void*)),
-                                           16, false, false);
+                char* text = render_number(
+                    space_end, reinterpret_cast<uintptr_t>(va_arg(args, void*)), 16, false, false);
                 put_padded(text, static_cast<int>(space_end - text), 16, false, '0');
                 break;
             }

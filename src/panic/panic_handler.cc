@@ -40,10 +40,10 @@ pthread_mutex_t handler_mutex = PTHREAD_MUTEX_INITIALIZER;
 char report_dir[200] = "/tmp";
 
 const char* const kSignalNames[65] = {
-    nullptr,   "SIGHUP",  "SIGINT",    "SIGQUIT", "SIGILL",    "SIGTRAP", "SIGABRT",  "SIGBUS",
-    "SIGFPE",  "SIGKILL", nullptr,     "SIGSEGV", "SIGUSR2",   "SIGPIPE", "SIGALRM",  "SIGTERM",
-    nullptr,   "SIGCHLD", "SIGCONT",   "SIGSTOP", "SIGTSTP",   "SIGTTIN", "SIGTTOU",  "SIGURG",
-    "SIGXCPU", "SIGXFSZ", "SIGVTALRM", "SIGPROF", "SIGWINCH",  nullptr,   nullptr,    "SIGSYS"};
+    nullptr,   "SIGHUP",  "SIGINT",    "SIGQUIT", "SIGILL",   "SIGTRAP", "SIGABRT", "SIGBUS",
+    "SIGFPE",  "SIGKILL", nullptr,     "SIGSEGV", "SIGUSR2",  "SIGPIPE", "SIGALRM", "SIGTERM",
+    nullptr,   "SIGCHLD", "SIGCONT",   "SIGSTOP", "SIGTSTP",  "SIGTTIN", "SIGTTOU", "SIGURG",
+    "SIGXCPU", "SIGXFSZ", "SIGVTALRM", "SIGPROF", "SIGWINCH", nullptr,   nullptr,   "SIGSYS"};
 
 const char* signal_name(int number) {
     if (number < 0 || number > 64 || kSignalNames[number] == nullptr) return "Unknown";
@@ -87,19 +87,39 @@ void format_cause(const char* const* causes, size_t count, int code) {
 void format_sender(const siginfo_t* info) {
     const int code = info->si_code;
     switch (code) {
-        case SI_QUEUE: panic_format("\nSignal Queue"); return;
-        case SI_TIMER: panic_format("\nPOSIX Timer Expired"); return;
-        case SI_MESGQ: panic_format("\nPOSIX Message Queue State Changed"); return;
-        case SI_ASYNCIO: panic_format("\nAsync I/O Completed"); return;
-        case SI_SIGIO: panic_format("\nQueued SIGIO"); return;
-        case SI_TKILL: panic_format("\nSent via tkill"); return;
-        default: break;
+        case SI_QUEUE:
+            panic_format("\nSignal Queue");
+            return;
+        case SI_TIMER:
+            panic_format("\nPOSIX Timer Expired");
+            return;
+        case SI_MESGQ:
+            panic_format("\nPOSIX Message Queue State Changed");
+            return;
+        case SI_ASYNCIO:
+            panic_format("\nAsync I/O Completed");
+            return;
+        case SI_SIGIO:
+            panic_format("\nQueued SIGIO");
+            return;
+        case SI_TKILL:
+            panic_format("\nSent via tkill");
+            return;
+        default:
+            break;
     }
     switch (code & 0xff) {
-        case 0: panic_format("\nSent by pid %d uid %d", info->si_pid, static_cast<int>(info->si_uid)); break;
-        case 5: panic_format("\nptrace Event %d", code >> 8); break;
-        case 128: panic_format("\nSent by Kernel"); break;
-        default: break;
+        case 0:
+            panic_format("\nSent by pid %d uid %d", info->si_pid, static_cast<int>(info->si_uid));
+            break;
+        case 5:
+            panic_format("\nptrace Event %d", code >> 8);
+            break;
+        case 128:
+            panic_format("\nSent by Kernel");
+            break;
+        default:
+            break;
     }
 }
 
@@ -108,11 +128,21 @@ void format_signal_section(int number, const siginfo_t* info) {
                  static_cast<int>(syscall(SYS_gettid)), number, signal_name(number));
     bool fault = true;
     switch (number) {
-        case SIGILL: format_cause(kIllCauses, std::size(kIllCauses), info->si_code); break;
-        case SIGTRAP: format_cause(kTrapCauses, std::size(kTrapCauses), info->si_code); break;
-        case SIGBUS: format_cause(kBusCauses, std::size(kBusCauses), info->si_code); break;
-        case SIGFPE: format_cause(kFpeCauses, std::size(kFpeCauses), info->si_code); break;
-        case SIGSEGV: format_cause(kSegvCauses, std::size(kSegvCauses), info->si_code); break;
+        case SIGILL:
+            format_cause(kIllCauses, std::size(kIllCauses), info->si_code);
+            break;
+        case SIGTRAP:
+            format_cause(kTrapCauses, std::size(kTrapCauses), info->si_code);
+            break;
+        case SIGBUS:
+            format_cause(kBusCauses, std::size(kBusCauses), info->si_code);
+            break;
+        case SIGFPE:
+            format_cause(kFpeCauses, std::size(kFpeCauses), info->si_code);
+            break;
+        case SIGSEGV:
+            format_cause(kSegvCauses, std::size(kSegvCauses), info->si_code);
+            break;
         default:
             fault = false;
             format_sender(info);
@@ -127,25 +157,28 @@ void format_register_section(const void* context) {
     const greg_t* r = static_cast<const ucontext_t*>(context)->uc_mcontext.gregs;
     auto reg = [r](int index) { return static_cast<unsigned long long>(r[index]); };
     const unsigned long long segments = reg(REG_CSGSFS);
-    panic_format("TSC %016llx ERR %016llx FLAGS %08x OLDMASK %08x\n", __builtin_ia32_rdtsc(), reg(REG_ERR),
-                 static_cast<unsigned>(reg(REG_EFL)), static_cast<unsigned>(reg(REG_OLDMASK)));
-    panic_format("RIP %016llx RSP %016llx RBP %016llx    TRAP %2d\n", reg(REG_RIP), reg(REG_RSP), reg(REG_RBP),
-                 static_cast<int>(reg(REG_TRAPNO)));
+    panic_format("TSC %016llx ERR %016llx FLAGS %08x OLDMASK %08x\n", __builtin_ia32_rdtsc(),
+                 reg(REG_ERR), static_cast<unsigned>(reg(REG_EFL)),
+                 static_cast<unsigned>(reg(REG_OLDMASK)));
+    panic_format("RIP %016llx RSP %016llx RBP %016llx    TRAP %2d\n", reg(REG_RIP), reg(REG_RSP),
+                 reg(REG_RBP), static_cast<int>(reg(REG_TRAPNO)));
     panic_format("RAX %016llx RBX %016llx RCX %016llx\n", reg(REG_RAX), reg(REG_RBX), reg(REG_RCX));
-    panic_format("RDX %016llx RSI %016llx RDI %016llx    CS %04x\n", reg(REG_RDX), reg(REG_RSI), reg(REG_RDI),
-                 static_cast<unsigned>(segments & 0xffff));
+    panic_format("RDX %016llx RSI %016llx RDI %016llx    CS %04x\n", reg(REG_RDX), reg(REG_RSI),
+                 reg(REG_RDI), static_cast<unsigned>(segments & 0xffff));
     panic_format("R8  %016llx R9  %016llx R10 %016llx\n", reg(REG_R8), reg(REG_R9), reg(REG_R10));
-    panic_format("R11 %016llx R12 %016llx R13 %016llx    FS %04x\n", reg(REG_R11), reg(REG_R12), reg(REG_R13),
-                 static_cast<unsigned>((segments >> 32) & 0xffff));
-    panic_format("R14 %016llx R15 %016llx CR2 %016llx    8S %04x\n", reg(REG_R14), reg(REG_R15), reg(REG_CR2),
-                 static_cast<unsigned>((segments >> 16) & 0xffff));
+    panic_format("R11 %016llx R12 %016llx R13 %016llx    FS %04x\n", reg(REG_R11), reg(REG_R12),
+                 reg(REG_R13), static_cast<unsigned>((segments >> 32) & 0xffff));
+    panic_format("R14 %016llx R15 %016llx CR2 %016llx    8S %04x\n", reg(REG_R14), reg(REG_R15),
+                 reg(REG_CR2), static_cast<unsigned>((segments >> 16) & 0xffff));
 #else
     (void)context;
     panic_format("registers: not available on this platform\n");
 #endif
 }
 
-int digit_count(uint64_t value) { return value == 0 ? 0 : (68 - __builtin_clzll(value)) / 4; }
+int digit_count(uint64_t value) {
+    return value == 0 ? 0 : (68 - __builtin_clzll(value)) / 4;
+}
 
 void grow(int& width, uint64_t value) {
     int digits = digit_count(value);
@@ -160,7 +193,8 @@ void format_stack_section() {
     int address_width = 7;
     for (int i = 0; i < count; ++i) {
         const uintptr_t address = reinterpret_cast<uintptr_t>(frames[i]);
-        if (!qor::detail::panic_lookup(entries[i], address)) entries[i] = {nullptr, 0, "<unknown>", 0};
+        if (!qor::detail::panic_lookup(entries[i], address))
+            entries[i] = {nullptr, 0, "<unknown>", 0};
         const uintptr_t base = entries[i].module != nullptr ? entries[i].module->base : 0;
         grow(symbol_width, entries[i].value);
         grow(offset_width, address - (entries[i].value + base));
@@ -178,21 +212,26 @@ void format_stack_section() {
         if (name[0] == '_' && name[1] == 'Z') {
             int status = -1;
             demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-            if (status == 0 && demangled != nullptr && static_cast<int>(strlen(demangled)) < name_room) {
+            if (status == 0 && demangled != nullptr &&
+                static_cast<int>(strlen(demangled)) < name_room) {
                 name = demangled;
             }
         }
         const uintptr_t address = reinterpret_cast<uintptr_t>(frames[i]);
         const uintptr_t base = entry.module != nullptr ? entry.module->base : 0;
-        panic_format("%2d:%3d %*lx %*lx %*lx %s\n", i, entry.module != nullptr ? static_cast<int>(entry.module->number) : 0,
-                     symbol_width, entry.value, offset_width, address - (entry.value + base), address_width,
-                     address, name);
+        panic_format("%2d:%3d %*lx %*lx %*lx %s\n", i,
+                     entry.module != nullptr ? static_cast<int>(entry.module->number) : 0,
+                     symbol_width, entry.value, offset_width, address - (entry.value + base),
+                     address_width, address, name);
         free(demangled);
         if (entry.module != nullptr) entry.module->used = true;
     }
     panic_format("\nObj %*s Name\n", address_width, "Base");
-    for (const panic_module* module = qor::detail::panic_modules(); module != nullptr; module = module->next) {
-        if (module->used) panic_format("%2u: %*lx %s\n", module->number, address_width, module->base, module->name);
+    for (const panic_module* module = qor::detail::panic_modules(); module != nullptr;
+         module = module->next) {
+        if (module->used)
+            panic_format("%2u: %*lx %s\n", module->number, address_width, module->base,
+                         module->name);
     }
 }
 
@@ -222,14 +261,17 @@ void write_report_file() {
     int fd = open(file_name, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600);
     if (fd < 0) return;
     struct stat info;
-    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_nlink == 1 && info.st_uid == geteuid()) {
+    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_nlink == 1 &&
+        info.st_uid == geteuid()) {
         fchmod(fd, 0600);
         write_report(fd);
     }
     close(fd);
 }
 
-void trap_on_alarm(int) { __builtin_trap(); }
+void trap_on_alarm(int) {
+    __builtin_trap();
+}
 
 void panic_handler(int number, siginfo_t* info, void* context) {
     pthread_mutex_lock(&handler_mutex);  // never unlocked: a second crash waits here

@@ -20,9 +20,7 @@ struct panic_module {
     uintptr_t hash;
     uint64_t strsz;
     uint64_t syment;
-    // Number of entries of the dynamic symbol table, from DT_HASH or
-    // DT_GNU_HASH, or an upper bound from the table layout; 0 when unknown.
-    uint64_t symcount;
+    uintptr_t gnu_hash;  // DT_GNU_HASH, which counts the symbols where DT_HASH is missing
 };
 
 // One symbol: its address is value + module->base, its name text + offset.

@@ -1,9 +1,10 @@
 // The module list and the symbol table of the crash report. The module list
 // is taken from the dynamic linker when the library loads. The sorted table
-// of every dynamic symbol costs about a millisecond to build in a typical
-// process, so it is built on the first panic_resolve_sym instead of at every
-// process start; the handler, when it finds no table, resolves its frames by
-// one pass over the symbols, which gives the same entries without memory.
+// of every dynamic symbol (some ten thousand in a small C++ process) takes
+// over a millisecond to build, ten times what arming may cost, so it is
+// built on the first panic_resolve_sym instead of at every process start;
+// the handler, when it finds no table, resolves its frames by one pass over
+// the symbols, which gives the same entries without memory.
 #include <elf.h>
 #include <errno.h>
 #include <execinfo.h>
@@ -23,7 +24,7 @@ char null_text[] = "(null)";
 
 // Owner of the sentinel, the table's first entry at address 0.
 panic_module null_module = {0, false, 0, null_text, nullptr, reinterpret_cast<uintptr_t>(null_text),
-                            0, 0, 0, 0, 0};
+                            0, 0,     0, 0,         0};
 const panic_symbol sentinel = {&null_module, 0, null_text, 0};
 
 panic_module* module_list = nullptr;
@@ -33,7 +34,9 @@ pthread_mutex_t table_mutex = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<panic_symbol*> table{nullptr};
 uint32_t table_count = 0;
 
-uintptr_t address_of(const panic_symbol& entry) { return entry.value + entry.module->base; }
+uintptr_t address_of(const panic_symbol& entry) {
+    return entry.value + entry.module->base;
+}
 
 // The order of the table: by address; among equal addresses the sentinel
 // first, then by module number and name, so that the sorted table and the
@@ -47,15 +50,21 @@ bool sorts_before(const panic_symbol& a, const panic_symbol& b) {
     return qor::detail::panic_symbol_name(a) < qor::detail::panic_symbol_name(b);
 }
 
+// The dynamic linker hands out the tables as addresses.
+template <class T>
+const T* table_at(uintptr_t address) {
+    return reinterpret_cast<const T*>(address);  // NOLINT(performance-no-int-to-ptr)
+}
+
 // Entries in a DT_GNU_HASH table: the highest symbol index of any bucket,
 // followed along its chain to the end marker.
 uint64_t gnu_hash_symbol_count(uintptr_t gnu_hash) {
-    const uint32_t* header = reinterpret_cast<const uint32_t*>(gnu_hash);
+    const uint32_t* header = table_at<uint32_t>(gnu_hash);
     const uint32_t bucket_count = header[0];
     const uint32_t symbol_offset = header[1];
     const uint32_t bloom_words = header[2];
-    const uint32_t* buckets =
-        reinterpret_cast<const uint32_t*>(reinterpret_cast<const uint64_t*>(header + 4) + bloom_words);
+    const uint32_t* buckets = reinterpret_cast<const uint32_t*>(
+        reinterpret_cast<const uint64_t*>(header + 4) + bloom_words);
     const uint32_t* chain = buckets + bucket_count;
     uint32_t last = 0;
     for (uint32_t b = 0; b < bucket_count; ++b) {
@@ -72,32 +81,53 @@ panic_module* make_module(const link_map* map, uint32_t number) {
     module->base = map->l_addr;
     module->name = map->l_name != nullptr && map->l_name[0] != '\0' ? map->l_name
                                                                     : program_invocation_short_name;
-    uintptr_t gnu_hash = 0;
     for (const ElfW(Dyn)* dyn = map->l_ld; dyn != nullptr && dyn->d_tag != DT_NULL; ++dyn) {
         switch (dyn->d_tag) {
-            case DT_HASH: module->hash = dyn->d_un.d_ptr; break;
-            case DT_GNU_HASH: gnu_hash = dyn->d_un.d_ptr; break;
-            case DT_STRTAB: module->strtab = dyn->d_un.d_ptr; break;
-            case DT_SYMTAB: module->symtab = dyn->d_un.d_ptr; break;
-            case DT_STRSZ: module->strsz = dyn->d_un.d_val; break;
-            case DT_SYMENT: module->syment = dyn->d_un.d_val; break;
-            default: break;
+            case DT_HASH:
+                module->hash = dyn->d_un.d_ptr;
+                break;
+            case DT_GNU_HASH:
+                module->gnu_hash = dyn->d_un.d_ptr;
+                break;
+            case DT_STRTAB:
+                module->strtab = dyn->d_un.d_ptr;
+                break;
+            case DT_SYMTAB:
+                module->symtab = dyn->d_un.d_ptr;
+                break;
+            case DT_STRSZ:
+                module->strsz = dyn->d_un.d_val;
+                break;
+            case DT_SYMENT:
+                module->syment = dyn->d_un.d_val;
+                break;
+            default:
+                break;
         }
     }
     // Some loaders (and the vDSO) leave these relative to the load address.
-    for (uintptr_t* address : {&module->strtab, &module->hash, &module->symtab, &gnu_hash}) {
+    for (uintptr_t* address :
+         {&module->strtab, &module->hash, &module->symtab, &module->gnu_hash}) {
         if (*address != 0 && *address < module->base) *address += module->base;
     }
-    if (module->hash != 0 && module->hash != module->base) {
-        module->symcount = reinterpret_cast<const uint32_t*>(module->hash)[1];  // nchain
-    } else if (gnu_hash != 0 && gnu_hash != module->base) {
-        module->symcount = gnu_hash_symbol_count(gnu_hash);
-    } else if (module->strtab > module->symtab && module->syment != 0) {
-        // No hash table: linkers put the string table right behind the
-        // symbols, which bounds the walk to the module's own table.
-        module->symcount = (module->strtab - module->symtab) / module->syment;
-    }
     return module;
+}
+
+// Entries of the module's symbol table, counted only when walked: that
+// costs a pass over the GNU hash buckets, which no process start should pay.
+uint64_t symbol_count(const panic_module* module) {
+    if (module->hash != 0 && module->hash != module->base) {
+        return table_at<uint32_t>(module->hash)[1];  // nchain
+    }
+    if (module->gnu_hash != 0 && module->gnu_hash != module->base) {
+        return gnu_hash_symbol_count(module->gnu_hash);
+    }
+    // No hash table: linkers put the string table right behind the
+    // symbols, which bounds the walk to the module's own table.
+    if (module->strtab > module->symtab && module->syment != 0) {
+        return (module->strtab - module->symtab) / module->syment;
+    }
+    return 0;
 }
 
 // Calls visit(entry) for each module and each defined, named symbol of each
@@ -107,12 +137,12 @@ void walk_symbols(Visit&& visit) {
     for (panic_module* module = module_list; module != nullptr; module = module->next) {
         if (visit(panic_symbol{module, 0, module->name, 0})) return;
         if (module->symtab == 0 || module->syment == 0) continue;
-        for (uint64_t index = 0; index < module->symcount; ++index) {
-            const ElfW(Sym)* symbol =
-                reinterpret_cast<const ElfW(Sym)*>(module->symtab + index * module->syment);
+        const uint64_t count = symbol_count(module);
+        for (uint64_t index = 0; index < count; ++index) {
+            const ElfW(Sym)* symbol = table_at<ElfW(Sym)>(module->symtab + index * module->syment);
             if (symbol->st_name >= module->strsz) break;
             if (symbol->st_name == 0 || symbol->st_value == 0) continue;
-            if (visit(panic_symbol{module, symbol->st_value, reinterpret_cast<const char*>(module->strtab),
+            if (visit(panic_symbol{module, symbol->st_value, table_at<char>(module->strtab),
                                    symbol->st_name})) {
                 return;
             }
@@ -166,13 +196,15 @@ void panic_init() {
     }
     // The first backtrace loads the unwinder; doing it now keeps that out
     // of the handler.
-    void* frame[2];
-    backtrace(frame, 2);
+    void* frame[1];
+    backtrace(frame, 1);
     panic_arm_handler();
     ready.store(true);
 }
 
-panic_module* panic_modules() { return module_list; }
+panic_module* panic_modules() {
+    return module_list;
+}
 
 bool panic_lookup_by_walk(panic_symbol& out, uintptr_t address) {
     if (!ready.load()) return false;
@@ -180,7 +212,8 @@ bool panic_lookup_by_walk(panic_symbol& out, uintptr_t address) {
     walk_symbols([&](const panic_symbol& entry) {
         uintptr_t entry_address = address_of(entry);
         if (entry_address <= address &&
-            (entry_address > address_of(out) || (entry_address == address_of(out) && sorts_before(entry, out)))) {
+            (entry_address > address_of(out) ||
+             (entry_address == address_of(out) && sorts_before(entry, out)))) {
             out = entry;
         }
         return false;
@@ -235,7 +268,9 @@ uint32_t panic_table_build() {
     return table_count;
 }
 
-const panic_symbol* panic_table() { return table.load(std::memory_order_acquire); }
+const panic_symbol* panic_table() {
+    return table.load(std::memory_order_acquire);
+}
 
 }  // namespace detail
 }  // namespace qor

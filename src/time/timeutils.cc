@@ -1,5 +1,7 @@
 #include "qorbasic/timeutils.h"
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,18 +18,31 @@ constexpr long kTicksPerSecond = 1000000;
 // reference date. Computing it costs a mktime (which re-reads the zone, and
 // stats /etc/localtime when TZ is unset) and a timegm: far too slow for every
 // log line. Each thread therefore caches the figure together with the two
-// things it can depend on: the text of TZ and the wall-clock second in which
-// it was taken. It is computed anew when TZ reads differently or when the
-// wall clock has moved on to another second, so a change of the zone file is
-// seen within a second, exactly as often as a per-line clock would show it.
+// things it can depend on: TZ and the wall-clock second in which it was
+// taken. It is computed anew when the wall clock has moved on to another
+// second, so a change of the zone file is seen within a second, exactly as
+// often as a per-line clock would show it, and at once when TZ changes.
+//
+// Even getenv is slow beside a log line (a scan of the whole environment), so
+// TZ is watched through its place in the environment: the array, the entry's
+// index, its address and the address of the entry before it, and the entry's
+// text. setenv, putenv and unsetenv change the array or one of the two
+// addresses (unsetenv moves the later entries down and leaves a null behind
+// the last one), and text written into a putenv buffer changes the text; any
+// of these makes the next call look TZ up again. Without TZ the index is
+// that of the array's terminating null, which a variable added in place
+// overwrites.
 // The cache is per thread, so there is nothing to lock and no torn reads.
 struct ZoneCache {
     bool valid = false;
-    bool tz_set = false;
     time_t second = 0;
     long offset = 0;
-    char tz[128] = {0};
-    bool tz_fits = false;
+    char** environment = nullptr;
+    size_t index = 0;
+    const char* entry = nullptr;   // "TZ=..." or null
+    const char* before = nullptr;  // the entry at index - 1, if any
+    char text[128] = {0};          // the entry's text, when it fits
+    bool text_fits = false;
 };
 
 thread_local ZoneCache t_zone;
@@ -45,34 +60,60 @@ long compute_zone_offset() {
     return static_cast<long>(local - utc) * kTicksPerSecond;
 }
 
-bool same_tz(const ZoneCache& cache, const char* tz) {
-    if (tz == nullptr) return !cache.tz_set;
-    if (!cache.tz_set || !cache.tz_fits) return false;
-    return std::strcmp(cache.tz, tz) == 0;
+bool tz_unchanged(const ZoneCache& cache) {
+    char** environment = environ;
+    if (environment != cache.environment) return false;
+    if (environment == nullptr) return true;
+    const char* entry = environment[cache.index];
+    if (entry != cache.entry) return false;
+    if (cache.index > 0 && environment[cache.index - 1] != cache.before) return false;
+    // An entry too long for the cache never compares equal: slower, never wrong.
+    return entry == nullptr || (cache.text_fits && std::strcmp(entry, cache.text) == 0);
+}
+
+// The first "TZ=" entry, as getenv finds it, or the terminating null.
+void remember_tz(ZoneCache& cache) {
+    char** environment = environ;
+    cache.environment = environment;
+    cache.index = 0;
+    cache.entry = nullptr;
+    cache.before = nullptr;
+    cache.text_fits = false;
+    if (environment == nullptr) return;
+    for (const char* e; (e = environment[cache.index]) != nullptr; ++cache.index) {
+        if (e[0] == 'T' && e[1] == 'Z' && e[2] == '=') break;
+    }
+    cache.entry = environment[cache.index];
+    if (cache.index > 0) cache.before = environment[cache.index - 1];
+    if (cache.entry == nullptr) return;
+    cache.text_fits = std::strlen(cache.entry) < sizeof cache.text;
+    if (cache.text_fits) std::strcpy(cache.text, cache.entry);
 }
 
 long zone_offset() {
     ZoneCache& cache = t_zone;
     time_t now = time(nullptr);
-    const char* tz = std::getenv("TZ");
-    if (cache.valid && cache.second == now && same_tz(cache, tz)) return cache.offset;
+    if (cache.valid && cache.second == now && tz_unchanged(cache)) return cache.offset;
+    remember_tz(cache);
     cache.offset = compute_zone_offset();
     cache.second = now;
-    cache.tz_set = tz != nullptr;
-    // A TZ text too long for the cache never compares equal, so such a zone
-    // is computed on every call: slower, never wrong.
-    cache.tz_fits = tz != nullptr && std::strlen(tz) < sizeof cache.tz;
-    if (cache.tz_fits) std::strcpy(cache.tz, tz);
     cache.valid = true;
     return cache.offset;
 }
 
+// Length of "YYYY-MM-DD HH:MM:SS".
+constexpr int kSecondTextLength = 19;
+
 // gmtime_r takes the zone lock on each call. Log lines come many to a second,
-// so each thread keeps the breakdown of the last second it converted.
+// so each thread keeps the breakdown of the last second it converted, and the
+// timestamp text of that second once it has been written.
 struct SecondCache {
     bool valid = false;
     long seconds = 0;
     struct tm fields;
+    bool text_valid = false;
+    char separator = 0;
+    char text[kSecondTextLength];
 };
 
 thread_local SecondCache t_second;
@@ -89,6 +130,7 @@ void utc_fields(long seconds, struct tm& out) {
     cache.fields = out;
     cache.seconds = seconds;
     cache.valid = true;
+    cache.text_valid = false;
 }
 
 // Writes `value` as exactly `width` decimal digits; the caller checks that
@@ -179,34 +221,46 @@ namespace qor {
 namespace detail {
 
 int format_timestamp(char* buffer, long ticks, bool with_usec, char separator) {
-    TimeBreakdown when(ticks);
-    int fraction = when.millisecond * 1000 + when.microsecond;
-    // The digit writer covers what a log line meets; a year outside four
-    // digits or the negative fraction of a time before 1970 goes through
-    // snprintf, which gives the same text for every value.
-    if (when.year < 0 || when.year > 9999 || fraction < 0) {
-        int n =
-            std::snprintf(buffer, kTimestampBufferSize, "%04d-%02d-%02d%c%02d:%02d:%02d", when.year,
-                          when.month, when.day, separator, when.hour, when.minute, when.second);
-        if (with_usec && n >= 0 && n < kTimestampBufferSize) {
-            std::snprintf(buffer + n, kTimestampBufferSize - n, ".%06d", fraction);
+    long below = ticks % kTicksPerSecond;
+    SecondCache& cache = t_second;
+    char* p = buffer;
+    if (below >= 0 && cache.text_valid && cache.seconds == ticks / kTicksPerSecond &&
+        cache.separator == separator) {
+        std::memcpy(p, cache.text, kSecondTextLength);
+        p += kSecondTextLength;
+    } else {
+        TimeBreakdown when(ticks);
+        // The digit writer covers what a log line meets; a year outside four
+        // digits or the negative fraction of a time before 1970 goes through
+        // snprintf, which gives the same text for every value.
+        if (when.year < 0 || when.year > 9999 || below < 0) {
+            int n = std::snprintf(buffer, kTimestampBufferSize, "%04d-%02d-%02d%c%02d:%02d:%02d",
+                                  when.year, when.month, when.day, separator, when.hour,
+                                  when.minute, when.second);
+            if (with_usec && n >= 0 && n < kTimestampBufferSize) {
+                std::snprintf(buffer + n, kTimestampBufferSize - n, ".%06ld", below);
+            }
+            return static_cast<int>(std::strlen(buffer));
         }
-        return static_cast<int>(std::strlen(buffer));
+        p = put_digits(p, when.year, 4);
+        *p++ = '-';
+        p = put_digits(p, when.month, 2);
+        *p++ = '-';
+        p = put_digits(p, when.day, 2);
+        *p++ = separator;
+        p = put_digits(p, when.hour, 2);
+        *p++ = ':';
+        p = put_digits(p, when.minute, 2);
+        *p++ = ':';
+        p = put_digits(p, when.second, 2);
+        // TimeBreakdown has just cached this second's fields.
+        std::memcpy(cache.text, buffer, kSecondTextLength);
+        cache.separator = separator;
+        cache.text_valid = true;
     }
-    char* p = put_digits(buffer, when.year, 4);
-    *p++ = '-';
-    p = put_digits(p, when.month, 2);
-    *p++ = '-';
-    p = put_digits(p, when.day, 2);
-    *p++ = separator;
-    p = put_digits(p, when.hour, 2);
-    *p++ = ':';
-    p = put_digits(p, when.minute, 2);
-    *p++ = ':';
-    p = put_digits(p, when.second, 2);
     if (with_usec) {
         *p++ = '.';
-        p = put_digits(p, fraction, 6);
+        p = put_digits(p, static_cast<int>(below), 6);
     }
     *p = '\0';
     // A NUL separator ends the text there, as it does in the printf form.

@@ -33,6 +33,7 @@ TEST(JsonParser, AcceptsTheExampleTextsAndWrittenTextParsesBack) {
         {R"({"a" junk : 1})", R"({"a":1})"},
         {R"({"a" , "b":1})", R"({"a":1})"},
         {R"({"a":1,"a":2})", R"({"a":2})"},
+        {R"({"b":1,"a":[2],"b":{},"a":4,"b":5,"":6})", R"({"":6,"a":4,"b":5})"},
         {R"({"":1})", R"({"":1})"},
         {"{\"a\":1} \n", R"({"a":1})"},
         {" null ", "null"},

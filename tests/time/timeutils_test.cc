@@ -64,6 +64,32 @@ TEST(ZoneOffset, FollowsTzOnTheReferenceDateAndRoundTrips) {
     }
 }
 
+// Every way the environment can change TZ is seen at the next call: setenv,
+// a putenv buffer written in place, unsetenv, and TZ added where another
+// variable was just removed.
+TEST(ZoneOffset, SeesEveryChangeOfTzAtTheNextCall) {
+    const long t = 1514764800L * kSecond;
+    auto minutes = [t] { return (gmt_to_local(t) - t) / (60 * kSecond); };
+    setenv("TZ", "<+05>-5", 1);
+    EXPECT_EQ(minutes(), 300);
+    static char buffer[] = "TZ=<+03>-3";
+    putenv(buffer);
+    EXPECT_EQ(minutes(), 180);
+    buffer[5] = '4';
+    buffer[9] = '4';
+    EXPECT_EQ(minutes(), 240);
+    setenv("TZ", "<+0745>-7:45", 1);
+    EXPECT_EQ(minutes(), 465);
+    unsetenv("TZ");
+    EXPECT_NE(minutes(), 465);
+    setenv("QOR_ZONE_TEST_FILLER", "x", 1);
+    minutes();
+    unsetenv("QOR_ZONE_TEST_FILLER");
+    setenv("TZ", "<+02>-2", 1);
+    EXPECT_EQ(minutes(), 120);
+    setenv("TZ", "UTC0", 1);
+}
+
 TEST(TimeBreakdown, SplitsTicksIntoUtcFieldsAndSyncTicksRestoresThem) {
     struct Case {
         long ticks;

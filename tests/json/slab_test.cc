@@ -1,0 +1,61 @@
+// The node allocator: whole trees give their memory back, nodes may die on
+// any thread, and a client's subclass gets the size and alignment it needs.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "json/slab.h"
+#include "qorbasic/json.h"
+
+namespace {
+
+using qor::detail::NodeSlab;
+
+// Enough nodes for many chunks.
+std::string manyNodes() {
+    std::string text = "[null";
+    for (int i = 0; i < 100000; ++i) text += ",[true,{}]";
+    return text + "]";
+}
+
+TEST(JsonSlab, FreeingATreeGivesItsChunksBackOnAnyThread) {
+    if (!NodeSlab::enabled()) GTEST_SKIP() << "nodes come from operator new in this build";
+    const std::string text = manyNodes();
+    const size_t before = NodeSlab::chunksInUse();
+    std::unique_ptr<JsonNode> tree(JsonUtil::parse(text));
+    ASSERT_NE(tree, nullptr);
+    EXPECT_GT(NodeSlab::chunksInUse(), before + 50);
+    tree.reset();
+    // A thread keeps a few free chunks for reuse, never more.
+    EXPECT_LE(NodeSlab::chunksInUse(), before + 17);
+
+    // Made on a thread that ends before the tree dies, freed on this one.
+    std::thread([&] { tree.reset(JsonUtil::parse(text)); }).join();
+    ASSERT_NE(tree, nullptr);
+    std::thread([&] { tree.reset(); }).join();
+    EXPECT_LE(NodeSlab::chunksInUse(), before + 17);
+}
+
+struct alignas(16) WideNode : JsonNull {
+    long double wide = 1;
+};
+struct LargeNode : JsonNull {
+    char bytes[4 * NodeSlab::kMaxSlabObject] = {};
+};
+
+TEST(JsonSlab, ClientSubclassesGetTheirSizeAndAlignment) {
+    std::unique_ptr<JsonArray> array(new JsonArray);
+    for (int i = 0; i < 1000; ++i) {
+        array->push_back(new JsonNull);  // odd offsets before the wide nodes
+        WideNode* wide = new WideNode;
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(wide) % 16, 0u);
+        array->push_back(wide);
+        array->push_back(new LargeNode);
+    }
+    EXPECT_EQ(array->size(), 3000u);
+}
+
+}  // namespace

@@ -1,0 +1,267 @@
+#include "logging/rotated_file_emitter.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "files/temp_tree.h"
+#include "logging/actor_test_support.h"
+#include "qorbasic/timeutils.h"
+
+using files_test::read_all;
+using files_test::TempTree;
+
+namespace {
+
+constexpr long kSecond = 1000000L;
+constexpr long kDay = 86400 * kSecond;
+// 2018-04-01 13:05:09 on the local clock, which names the files.
+constexpr long kT = 1522587909L * kSecond;
+
+// The emitter's clock reads the time that the calling thread set, given
+// in local time.
+thread_local long t_local = kT;
+long thread_clock() {
+    return local_to_gmt(t_local);
+}
+
+// A started file emitter in a temporary directory, on the test clock.
+class FileEmitterTest : public testing::Test {
+  protected:
+    void SetUp() override { qor::detail::set_file_emitter_clock(&thread_clock); }
+    void TearDown() override { qor::detail::set_file_emitter_clock(nullptr); }
+
+    void start(const char* interval, const char* prefix, std::string dir = "") {
+        actor_.reset(new RotatedFileEmitterActor(context_));
+        dir_ = dir.empty() ? tree_.root() : dir;
+        actor_->configProperty("dir", dir_.c_str());
+        actor_->configProperty("prefix", prefix);
+        if (interval != nullptr) actor_->configProperty("interval", interval);
+        EXPECT_TRUE(actor_->verifyConfig() && actor_->asyncStartup());
+    }
+    void log(const std::string& text, long at = 0) {
+        if (at != 0) t_local = at;
+        emitter().send_one_line(QOR_LOGLEVEL_INFO, "[INFO h]", text);
+    }
+    BasicLog::Emitter& emitter() {
+        return *dynamic_cast<BasicLog::Emitter*>(actor_->findInterface("log_emitter"));
+    }
+    std::string current() {
+        std::string name;
+        dynamic_cast<BasicLog::FileEmitterInterface*>(actor_->findInterface("logfile_emitter"))
+            ->getCurrentFilename(name);
+        return name;
+    }
+    std::string file(const std::string& name) { return read_all(dir_ + "/" + name); }
+    void age(const std::string& name, long modified) {
+        time_t utc = local_to_gmt(modified) / kSecond;
+        struct timespec times[2] = {{utc, 0}, {utc, 0}};
+        ASSERT_EQ(utimensat(AT_FDCWD, tree_.path(name).c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+    }
+
+    TempTree tree_;
+    std::string dir_;
+    qortest::TestContext context_{"logfile", "file_emitter"};
+    std::unique_ptr<RotatedFileEmitterActor> actor_;
+};
+
+}  // namespace
+
+// Each row logs one line per time and expects it in the file named beside
+// it: a name per period, and a switch at the first line of a new period.
+TEST_F(FileEmitterTest, LinesGoToTheFileOfTheirPeriod) {
+    const long h13 = kT - 309 * kSecond;  // 13:00:00
+    const struct {
+        const char* interval;
+        std::vector<std::pair<long, const char*>> lines;
+    } rows[] = {
+        {"1 hour",
+         {{kT, "svc-20180401-13.log"},
+          {h13 + 3599 * kSecond, "svc-20180401-13.log"},
+          {h13 + 3600 * kSecond, "svc-20180401-14.log"}}},
+        {"2 hours",
+         {{kT, "svc-20180401-120000.log"}, {h13 + 3600 * kSecond, "svc-20180401-140000.log"}}},
+        {nullptr, {{kT, "svc-20180401.log"}, {kT + kDay, "svc-20180402.log"}}},
+        {"1 min", {{kT, "svc-20180401-1305.log"}, {kT + 51 * kSecond, "svc-20180401-1306.log"}}},
+        // Periods below a second share the name of their second: appended to.
+        {"500 ms", {{kT, "svc-20180401-130509.log"}, {kT + 600000, "svc-20180401-130509.log"}}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.interval != nullptr ? row.interval : "default");
+        start(row.interval, "svc-", tree_.dir(std::to_string(&row - rows)));
+        EXPECT_EQ(current(), "");
+        std::map<std::string, std::string> expected;
+        for (size_t i = 0; i < row.lines.size(); ++i) {
+            log("line " + std::to_string(i), row.lines[i].first);
+            EXPECT_EQ(current(), dir_ + "/" + row.lines[i].second);
+            expected[row.lines[i].second] += "[INFO h] line " + std::to_string(i) + "\n";
+        }
+        for (const auto& [name, text] : expected) EXPECT_EQ(file(name), text) << name;
+        actor_->asyncShutdown();
+        EXPECT_EQ(current(), "");
+    }
+}
+
+// Old plain files of the emitter go when a file is opened; links,
+// directories, other prefixes and newer files stay. Without a prefix only
+// the emitter's own dated names are taken.
+TEST_F(FileEmitterTest, RetentionRemovesOnlyOldPlainFilesOfTheEmitter) {
+    const long old = kT - 31 * kDay, recent = kT - 29 * kDay;
+    for (const char* name : {"svc-old.log", "svc-notes.txt", "other-old.log", "20180101.log",
+                             "20180101-10.log", "20180101-1000.log", "20180101-100000.log",
+                             "notes.txt", "2018010.log", "20180101.log.bak", "2018010a.log"}) {
+        tree_.file(name, "x");
+        age(name, old);
+    }
+    tree_.file("svc-new.log", "x");
+    age("svc-new.log", recent);
+    tree_.link(tree_.path("svc-old.log"), "svc-link");
+    age("svc-link", old);
+    tree_.dir("svc-dir");
+    age("svc-dir", old);
+
+    testing::internal::CaptureStderr();
+    start(nullptr, "svc-");
+    log("first");
+    std::string report = testing::internal::GetCapturedStderr();
+    for (const char* gone : {"svc-old.log", "svc-notes.txt"}) {
+        EXPECT_FALSE(files_test::exists_no_follow(tree_.path(gone))) << gone;
+        EXPECT_THAT(report, testing::ContainsRegex(
+                                "\\[INFO [0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:.]{15}\\] removing "
+                                "outdated logfile: filename=" +
+                                tree_.path(gone) + "\n"));
+    }
+    for (const char* kept : {"svc-new.log", "svc-link", "svc-dir", "other-old.log"}) {
+        EXPECT_TRUE(files_test::exists_no_follow(tree_.path(kept))) << kept;
+    }
+
+    start(nullptr, "");
+    log("second");
+    for (const char* gone :
+         {"20180101.log", "20180101-10.log", "20180101-1000.log", "20180101-100000.log"}) {
+        EXPECT_FALSE(files_test::exists_no_follow(tree_.path(gone))) << gone;
+    }
+    for (const char* kept :
+         {"notes.txt", "2018010.log", "20180101.log.bak", "2018010a.log", "other-old.log"}) {
+        EXPECT_TRUE(files_test::exists_no_follow(tree_.path(kept))) << kept;
+    }
+    EXPECT_EQ(file("20180401.log"), "[INFO h] second\n");
+}
+
+// Failures are real: the line is lost and the next line opens the file anew.
+TEST_F(FileEmitterTest, FailedOpensAndWritesLoseTheLineAndRecover) {
+    EXPECT_TRUE(UnbufferedFileWriter(nullptr).write("x", 0));
+    EXPECT_FALSE(UnbufferedFileWriter("").write("x", 1));
+    // makeDir makes one level only.
+    start("1 hour", "svc-", tree_.path("a/b"));
+    log("lost, no parent");
+    EXPECT_EQ(current(), "");
+    tree_.dir("a");
+    log("kept");
+    EXPECT_EQ(read_all(tree_.path("a/b/svc-20180401-13.log")), "[INFO h] kept\n");
+
+    // A directory, a link or a FIFO in place of the file.
+    start("1 hour", "svc-");
+    const std::string hour_file = tree_.path("svc-20180401-13.log");
+    tree_.file("target", "t");
+    tree_.dir("svc-20180401-13.log");
+    log("lost to a directory");
+    EXPECT_EQ(current(), "");
+    rmdir(hour_file.c_str());
+    tree_.link(tree_.path("target"), "svc-20180401-13.log");
+    log("lost to a link");
+    unlink(hour_file.c_str());
+    mkfifo(hour_file.c_str(), 0644);
+    log("lost to a FIFO, without blocking");
+    EXPECT_EQ(current(), "");
+    EXPECT_EQ(file("target"), "t");
+    unlink(hour_file.c_str());
+    log("back");
+    // Removed by another process while open: opened anew, nothing lost.
+    unlink(hour_file.c_str());
+    log("after removal");
+    EXPECT_EQ(read_all(hour_file), "[INFO h] after removal\n");
+
+    // A file-size limit cuts a line, which is lost; once there is room
+    // again the next line starts on a line of its own.
+    EXPECT_EQ(files_test::run_in_child([&] {
+                  signal(SIGXFSZ, SIG_IGN);
+                  struct rlimit limit, small;
+                  getrlimit(RLIMIT_FSIZE, &limit);
+                  small = {read_all(hour_file).size() + 30, limit.rlim_max};
+                  log("0123456789");  // 20 bytes with headers and line end
+                  setrlimit(RLIMIT_FSIZE, &small);
+                  log("0123456789");
+                  setrlimit(RLIMIT_FSIZE, &limit);
+                  log("whole");
+                  return true;
+              }),
+              0);
+    EXPECT_EQ(read_all(hour_file),
+              "[INFO h] after removal\n[INFO h] 0123456789\n[INFO h] 0\n[INFO h] whole\n");
+
+    // A directory that the process can't write to.
+    tree_.open_to_all();
+    std::string locked = tree_.dir("locked");
+    chmod(locked.c_str(), 0555);
+    int status = files_test::run_unprivileged([&] {
+        start("1 hour", "svc-", locked);
+        log("refused");
+        return current().empty();
+    });
+    if (status == 77) GTEST_SKIP() << "can't drop to an unprivileged user";
+    EXPECT_EQ(status, 0);
+    EXPECT_FALSE(files_test::exists_no_follow(locked + "/svc-20180401-13.log"));
+}
+
+// Threads log through one emitter while their times cross periods: each
+// line is found once, whole, in the file of the period of its time.
+TEST_F(FileEmitterTest, ManyThreadsRotatingLoseAndSplitNoLine) {
+    start("1 min", "mt-");
+    constexpr int kThreads = 6, kLines = 400;
+    std::atomic<long> ticket(0);
+    std::vector<std::thread> threads;
+    for (int w = 0; w < kThreads; ++w) {
+        threads.emplace_back([&, w] {
+            for (int i = 0; i < kLines; ++i) {
+                t_local = kT + ticket++ * 97 * 1000;  // a minute every ~620 lines
+                log("w" + std::to_string(w) + " i" + std::to_string(i) + " t" +
+                    std::to_string(t_local));
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    actor_->asyncShutdown();
+
+    std::map<std::string, int> seen;
+    FileUtils::DirectoryContents dir(tree_.root());
+    for (int f = 0; f < dir.files.size(); ++f) {
+        std::istringstream lines(file(dir.files.fetch(f)));
+        std::string line;
+        while (std::getline(lines, line)) {
+            long t = 0;
+            ASSERT_EQ(std::sscanf(line.c_str(), "[INFO h] w%*d i%*d t%ld", &t), 1) << line;
+            time_t minute = t / kSecond / 60 * 60;
+            struct tm fields;
+            gmtime_r(&minute, &fields);
+            char name[64];
+            strftime(name, sizeof name, "mt-%Y%m%d-%H%M.log", &fields);
+            EXPECT_EQ(dir.files.fetch(f), name) << line;
+            ++seen[line];
+        }
+    }
+    EXPECT_EQ(seen.size(), static_cast<size_t>(kThreads * kLines));
+    for (const auto& [line, count] : seen) EXPECT_EQ(count, 1) << line;
+}

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "qorbasic/tasks.h"
+#include "qorbasic/timeutils.h"
+
+namespace {
+
+// A task whose startup step succeeds or fails as told, and whose check moves
+// a stopping task to complete or leaves it; it counts each step.
+class ScriptedTask : public AsyncTask {
+  public:
+    ScriptedTask(bool step_ok, bool check_moves)
+        : AsyncTask("scripted"), step_ok_(step_ok), check_moves_(check_moves) {}
+    STATE state() {
+        for (STATE s : {ASYNC_CREATED, ASYNC_RUNNING, ASYNC_STOPPING, ASYNC_COMPLETE}) {
+            ScopedLock hold(asyncMutex());
+            if (verifyState(s, hold)) return s;
+        }
+        return ASYNC_FAILED;
+    }
+    int starts = 0, shutdowns = 0, checks = 0;
+
+  protected:
+    bool implAsyncStartup(ScopedLock&) override {
+        ++starts;
+        return step_ok_;
+    }
+    void implAsyncShutdown(ScopedLock&) override { ++shutdowns; }
+    void implAsyncCheckComplete(ScopedLock& lock) override {
+        ++checks;
+        if (check_moves_) setAsyncState(ASYNC_COMPLETE, lock);
+    }
+
+  private:
+    bool step_ok_, check_moves_;
+};
+
+// Counts its calls; returns false from call `last` on, or never (0).
+class CountingWorker : public Predicate0 {
+  public:
+    explicit CountingWorker(int last = 0) : last_(last) {}
+    bool predicate0() const override {
+        int n = ++calls;
+        if (last_ == 0) thread_nap(100);
+        return last_ == 0 || n < last_;
+    }
+    mutable std::atomic<int> calls{0};
+
+  private:
+    int last_;
+};
+
+}  // namespace
+
+// Events: S asyncStartup, D asyncShutdown, C asyncIsComplete. Results: one
+// character per event, '1'/'0' for the bool ones and '-' for asyncShutdown.
+TEST(AsyncTaskTest, FollowsTheTransitionTable) {
+    struct Row {
+        bool step_ok, check_moves;
+        const char* events;
+        const char* results;
+        AsyncTask::STATE end;
+        int starts, shutdowns, checks;
+    };
+    const Row rows[] = {
+        {true, true, "S", "1", AsyncTask::ASYNC_RUNNING, 1, 0, 0},
+        {false, true, "SC", "01", AsyncTask::ASYNC_FAILED, 1, 0, 0},
+        {true, true, "DC", "-1", AsyncTask::ASYNC_COMPLETE, 0, 0, 0},
+        {true, true, "SS", "10", AsyncTask::ASYNC_FAILED, 1, 0, 0},
+        // A failed task ignores shutdown and counts as complete.
+        {true, true, "SSDC", "10-1", AsyncTask::ASYNC_FAILED, 1, 0, 0},
+        {true, true, "SC", "10", AsyncTask::ASYNC_RUNNING, 1, 0, 0},
+        {true, true, "SD", "1-", AsyncTask::ASYNC_STOPPING, 1, 1, 0},
+        {true, true, "SDCC", "1-11", AsyncTask::ASYNC_COMPLETE, 1, 1, 1},
+        {true, false, "SDCC", "1-00", AsyncTask::ASYNC_STOPPING, 1, 1, 2},
+        {true, true, "SDD", "1--", AsyncTask::ASYNC_STOPPING, 1, 1, 0},
+        {true, false, "SDS", "1-0", AsyncTask::ASYNC_FAILED, 1, 1, 0},
+        {true, true, "SDCS", "1-10", AsyncTask::ASYNC_FAILED, 1, 1, 1},
+        {true, true, "DS", "-0", AsyncTask::ASYNC_FAILED, 0, 0, 0},
+        {false, true, "SS", "00", AsyncTask::ASYNC_FAILED, 1, 0, 0},
+    };
+    for (const Row& row : rows) {
+        ScriptedTask task(row.step_ok, row.check_moves);
+        std::string results;
+        for (const char* e = row.events; *e != '\0'; ++e) {
+            if (*e == 'S') results += task.asyncStartup() ? '1' : '0';
+            if (*e == 'C') results += task.asyncIsComplete() ? '1' : '0';
+            if (*e == 'D') {
+                task.asyncShutdown();
+                results += '-';
+            }
+        }
+        SCOPED_TRACE(row.events);
+        EXPECT_EQ(results, row.results);
+        EXPECT_EQ(task.state(), row.end);
+        EXPECT_EQ(task.starts, row.starts);
+        EXPECT_EQ(task.shutdowns, row.shutdowns);
+        EXPECT_EQ(task.checks, row.checks);
+    }
+}
+
+TEST(DetachedThreadTest, LoopsUntilTheWorkerEndsOrShutdownAndReportsDone) {
+    CountingWorker forever, once(1);
+    DetachedThread looping(&forever), finishing(&once), idle(nullptr);
+    EXPECT_TRUE(looping.waitDone(0)) << "THREAD_DONE before startup";
+    ASSERT_TRUE(finishing.startup() && idle.startup());
+    EXPECT_TRUE(finishing.waitDone(5));
+    EXPECT_EQ(once.calls, 1);
+    EXPECT_EQ(idle.getState(), DetachedThread::THREAD_DONE);
+
+    ASSERT_TRUE(looping.startup());
+    EXPECT_FALSE(looping.startup()) << "a second loop on a running object";
+    while (forever.calls < 3) thread_nap(100);
+    long start = current_time_usec1970();
+    EXPECT_FALSE(looping.waitDone(0));
+    EXPECT_LT(current_time_usec1970() - start, 2000000);
+    looping.shutdown();
+    EXPECT_TRUE(looping.waitDone(5));
+    int calls = forever.calls;
+    thread_nap(2000);
+    EXPECT_EQ(forever.calls, calls);
+}
+
+// startup returns only after the thread has taken over, so a shutdown right
+// behind it stops the loop, and the object can be freed as soon as the
+// state reads THREAD_DONE (the sanitizers see any later touch). Every other
+// round, the shutdown comes from another thread while startup runs.
+TEST(DetachedThreadTest, ShutdownRightAfterStartupStopsTheLoopAndFreesSafely) {
+    CountingWorker forever;
+    for (int i = 0; i < 300; ++i) {
+        DetachedThread* thread = new DetachedThread(&forever);
+        std::thread stopper([&] {
+            if (i % 2 == 1) thread->shutdown();
+        });
+        ASSERT_TRUE(thread->startup());
+        EXPECT_TRUE(i % 2 == 1 || thread->getState() == DetachedThread::THREAD_RUNNING);
+        stopper.join();
+        thread->shutdown();
+        while (thread->getState() != DetachedThread::THREAD_DONE) thread_nap(100);
+        delete thread;
+    }
+}
