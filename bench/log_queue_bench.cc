@@ -12,6 +12,7 @@
 #include <atomic>
 #include <string>
 
+#include "log_bench_support.h"
 #include "qorbasic/log.h"
 #include "qorbasic/threads.h"
 
@@ -41,24 +42,6 @@ class QuietEmitter : public BasicLog::Emitter {
     const char* emitter_type() const override { return "QuietEmitter"; }
 };
 
-// Builds the standard line in memory and counts it.
-class CountingEmitter : public BasicLog::Emitter {
-  public:
-    void send_one_line(const qor_loglevel_impl*, const std::string& headers,
-                       const std::string& content) override {
-        line_.assign(headers);
-        line_ += ' ';
-        line_ += content;
-        line_ += '\n';
-        benchmark::DoNotOptimize(line_.data());
-        g_written.fetch_add(1, std::memory_order_release);
-    }
-    const char* emitter_type() const override { return "CountingEmitter"; }
-
-  private:
-    std::string line_;
-};
-
 // Both sides of queued mode on a queue of the benchmark's own, started once.
 struct QueuedLog {
     QueuedLog() {
@@ -71,7 +54,7 @@ struct QueuedLog {
     TypedWorkQueue<const BasicLog::LogMessage> queue;
     LogInput input{queue, true, QOR_LOGLEVEL_INFO};
     LogOutput output{queue, true};
-    CountingEmitter emitter;
+    qorbench::MemoryEmitter emitter{&g_written};
     BasicLog::Source* source;
 };
 
@@ -81,13 +64,7 @@ QueuedLog& queued_log() {
 }
 
 inline void qor_log(BasicLog::Source* source) {
-    if (source->would_send(QOR_LOGLEVEL_WARN)) {
-        BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), QOR_LOGLEVEL_WARN,
-                                    "connect failed", __FILE__, __func__)
-            .add("errmsg", "No route to host")
-            .addInt("errno", 113)
-            .add("host", "example.org");
-    }
+    qorbench::log_connect_failed(source, QOR_LOGLEVEL_WARN);
 }
 
 void qor_call(benchmark::State& state) {
