@@ -23,10 +23,12 @@
 // characters; values are printed as they are, not quoted. A text or value
 // is kept up to its first NUL.
 //
-// An emitter must not log: a log call made on a thread while that thread is
-// emitting is dropped rather than deadlocking on the log path. For the same
-// reason a bad level met while a line is formatted prints as "<log level>"
-// without the "invalid log level" report it gives elsewhere.
+// The early emitter must not log: a log call made on a thread while that
+// thread is emitting on the calling side is dropped rather than deadlocking
+// on the log path. For the same reason a bad level met while such a line is
+// formatted prints as "<log level>" without the "invalid log level" report
+// it gives elsewhere. A queued emitter (queued mode, below) may log: its
+// line is queued like any other.
 //
 // The process-wide logging state is never destroyed, so log calls from exit
 // handlers and late static destructors still work.
