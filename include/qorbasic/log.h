@@ -308,7 +308,7 @@ class QOR_API EmergencyEmitter : public Emitter {
 // stay alive until the process ends.
 //
 //   BasicLog::use_queued_logging();
-//   BasicLog::add_early_emitter(new QuietEmitter);  // or keep stderr
+//   BasicLog::add_early_emitter(quiet_emitter);  // or keep stderr
 //   BasicLog::add_queued_emitter(slow_emitter);
 //   BasicLog::logging_startup();
 //   ... log as usual ...
