@@ -28,7 +28,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
             size_t slash = name.find('/');
             if (slash == std::string::npos) continue;
             std::string test_case = name.substr(0, slash);
-            std::string impl = name.substr(slash + 1);
+            // The implementation's name ends at the next slash, where the
+            // library adds arguments and options ("/1000/real_time").
+            std::string impl = name.substr(slash + 1, name.find('/', slash + 1) - slash - 1);
             Figure figure;
             figure.ns_per_iteration = run.GetAdjustedRealTime();  // in the run's time unit
             if (run.time_unit == benchmark::kMicrosecond) figure.ns_per_iteration *= 1e3;

@@ -15,6 +15,7 @@
 #include <mutex>
 #include <string>
 
+#include "log_bench_support.h"
 #include "qorbasic/log.h"
 
 #ifdef QOR_HAVE_SPDLOG
@@ -50,16 +51,8 @@ BasicLog::Source* bench_source() {
     return source;
 }
 
-// The call site both of our benchmarks measure, as library users write it.
-inline void log_connect_failed(BasicLog::Source* source, const qor_loglevel_impl* level) {
-    if (source->would_send(level)) {
-        BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(), level,
-                                    "connect failed", __FILE__, __func__)
-            .add("errmsg", "No route to host")
-            .addInt("errno", 113)
-            .add("host", "example.org");
-    }
-}
+using qorbench::log_connect_failed;
+using qorbench::MemoryEmitter;
 
 void qor_filtered(benchmark::State& state) {
     BasicLog::Source* source = bench_source();
@@ -78,23 +71,6 @@ void qor_line(benchmark::State& state) {
     }
 }
 BENCHMARK(qor_line)->Name("LogLine3Params/qorbasic");
-
-// Keeps the last line, as a memory sink of spdlog does below.
-class MemoryEmitter : public BasicLog::Emitter {
-  public:
-    void send_one_line(const qor_loglevel_impl*, const std::string& headers,
-                       const std::string& content) override {
-        line_.assign(headers);
-        line_ += ' ';
-        line_ += content;
-        line_ += '\n';
-        benchmark::DoNotOptimize(line_.data());
-    }
-    const char* emitter_type() const override { return "MemoryEmitter"; }
-
-  private:
-    std::string line_;
-};
 
 void qor_line_to_memory(benchmark::State& state) {
     static LogInput* input = [] {

@@ -32,10 +32,12 @@
 // characters; values are printed as they are, not quoted. A text or value
 // is kept up to its first NUL.
 //
-// An emitter must not log: a log call made on a thread while that thread is
-// emitting is dropped rather than deadlocking on the log path. For the same
-// reason a bad level met while a line is formatted prints as "<log level>"
-// without the "invalid log level" report it gives elsewhere.
+// The early emitter must not log: a log call made on a thread while that
+// thread is emitting on the calling side is dropped rather than deadlocking
+// on the log path. For the same reason a bad level met while such a line is
+// formatted prints as "<log level>" without the "invalid log level" report
+// it gives elsewhere. A queued emitter (queued mode, below) may log: its
+// line is queued like any other.
 //
 // The process-wide logging state is never destroyed, so log calls from exit
 // handlers and late static destructors still work.
@@ -48,6 +50,7 @@
 
 #include "qorbasic/export.h"
 #include "qorbasic/lock.h"
+#include "qorbasic/queues.h"
 #include "qorbasic/text.h"
 
 struct qor_loglevel_impl {
@@ -289,12 +292,71 @@ QOR_API Source* find_logsource(const char* name);
 QOR_API void logsource_instance_list(StringVector& out);
 QOR_API void add_early_emitter(Emitter* emitter);
 
+// Writes the standard headers and the content as JSON to standard output,
+// unescaped, flushed per line: the output of last resort of dump_log.
+class QOR_API EmergencyEmitter : public Emitter {
+  public:
+    ~EmergencyEmitter() override;
+    void formatHeaders(std::string& out, const MessageHeaders& headers) const override;
+    void formatContent(std::string& out, const MessageContent& content) const override;
+    void send_one_line(const qor_loglevel_impl* level, const std::string& headers,
+                       const std::string& content) override;
+    const char* emitter_type() const override;
+};
+
+// Queued mode. By default every message is written on the calling thread by
+// the early emitter, and that is all. A process that calls
+// use_queued_logging() before its first log call logs in queued mode: the
+// early emitter still writes each message on the calling thread, and the
+// message then goes into a queue, from which the thread "logging_output",
+// started by logging_startup(), hands it to every emitter added with
+// add_queued_emitter(), in order. An insert wakes that thread, so a line
+// waits microseconds, not seconds. At a normal exit an exit handler stops
+// the thread and writes what is still queued on the exiting thread, for at
+// most 2 seconds. Queued emitters are not owned by the library and must
+// stay alive until the process ends.
+//
+//   BasicLog::use_queued_logging();
+//   BasicLog::add_early_emitter(quiet_emitter);  // or keep stderr
+//   BasicLog::add_queued_emitter(slow_emitter);
+//   BasicLog::logging_startup();
+//   ... log as usual ...
+//   BasicLog::logging_shutdown();  // stops the thread; queued lines stay
+//   BasicLog::logger_dump();       // writes them on this thread
+//
+// True when queued mode is in force after the call; false, changing nothing,
+// once a message has been logged in direct mode.
+QOR_API bool use_queued_logging();
+// Starts the output thread; true in direct mode. False when it is running
+// or still stopping, or can't be made.
+QOR_API bool logging_startup();
+// Stops the output thread without draining the queue; false when it hasn't
+// stopped within 30 seconds. True in direct mode.
+QOR_API bool logging_shutdown();
+// True unless the output thread is running.
+QOR_API bool logging_complete();
+// Writes everything queued to the queued emitters, on the calling thread.
+QOR_API void logger_dump();
+// The flush of last resort: sets every queued emitter aside for good in
+// favour of an EmergencyEmitter, then writes the queue to it on the calling
+// thread. Not to be called from inside an emitter.
+QOR_API void dump_log();
+// Queued mode: the emitter joins the queued emitters, not owned. Direct
+// mode: it replaces the early emitter, which is deleted, and is owned.
+QOR_API void add_queued_emitter(Emitter* emitter);
+
 }  // namespace BasicLog
+
+class LogOutput;
 
 // The registry of sources and the taker of every finished message.
 class QOR_API LogInput : public BasicLog::LogMessageProcessor {
   public:
+    // An input without a queue, always in direct mode.
     explicit LogInput(const qor_loglevel_impl* level);
+    // In queued mode a message goes into `queue` after the early emitter.
+    LogInput(TypedWorkQueue<const BasicLog::LogMessage>& queue, bool use_queue,
+             const qor_loglevel_impl* level);
     ~LogInput() override;
 
     void processMessage(BasicLog::LogMessage* message) override;
@@ -305,12 +367,62 @@ class QOR_API LogInput : public BasicLog::LogMessageProcessor {
     void add_emitter(BasicLog::Emitter* emitter);
     void setLogLevel(const qor_loglevel_impl* level);
     const qor_loglevel_impl* getLogLevel() const;
+    // Turns queued mode on, with `output` woken by each insert, unless a
+    // message has already been handled in direct mode. True when queued
+    // mode is in force afterwards.
+    bool switch_to_queue(LogOutput* output);
 
   private:
+    LogInput(TypedWorkQueue<const BasicLog::LogMessage>* queue, bool use_queue,
+             const qor_loglevel_impl* level);
+
+    TypedWorkQueue<const BasicLog::LogMessage>* queue_;  // null: direct mode only
+    bool use_queue_;
+    bool handled_any_ = false;  // a message has been handled: the mode is fixed
+    LogOutput* wake_ = nullptr;
     mutable PortableMutex mutex_;
     std::vector<BasicLog::Source*> sources_;
     const qor_loglevel_impl* default_level_;
     BasicLog::Emitter* early_emitter_;
+};
+
+// The output side of queued mode: the thread that hands queued messages to
+// the queued emitters, in batches of 20. In direct mode it does nothing.
+class QOR_API LogOutput {
+  public:
+    enum EmitterState { EMITTERS_STOPPED = 0, EMITTERS_RUNNING = 1, EMITTERS_STOPPING = 2 };
+
+    LogOutput(TypedWorkQueue<const BasicLog::LogMessage>& queue, bool use_queue);
+    bool startup();
+    void begin_shutdown();
+    bool complete_shutdown();
+    // True once the thread has stopped, false after `timeout_usec`.
+    bool wait_until_stopped(long timeout_usec);
+    bool is_running();
+    void add_emitter(BasicLog::Emitter* emitter);
+    void emergency_emitter(BasicLog::Emitter* emitter);
+    // Hands one batch of at most 20 messages to every emitter, in order, and
+    // frees them; the number handled.
+    int write_messages();
+    static void* raw_threadproc(void* self);
+    void threadproc();
+    // Wakes the thread from its wait for messages; cheap when it isn't waiting.
+    void wake();
+    void set_use_queue(bool use_queue) { use_queue_.store(use_queue); }
+
+    LogOutput(const LogOutput&) = delete;
+    LogOutput& operator=(const LogOutput&) = delete;
+
+  private:
+    // Returns on wake() or after `usec`, whichever comes first.
+    void wait_for_wake(long usec);
+
+    TypedWorkQueue<const BasicLog::LogMessage>& queue_;
+    std::atomic<bool> use_queue_;
+    AtomicValue<EmitterState> state_;
+    std::vector<BasicLog::Emitter*> emitters_;
+    // A futex word: 0 quiet, 1 woken, 2 the thread waits on it.
+    std::atomic<int> doorbell_{0};
 };
 
 // The process-wide holder of the logging state.
@@ -318,10 +430,18 @@ class QOR_API LoggerGlobals {
   public:
     static LoggerGlobals& instance();
     LogInput* input_side();
+    LogOutput* output_side();
+    // To the output side in queued mode, to the input side otherwise.
+    void add_emitter(BasicLog::Emitter* emitter);
+    // See BasicLog::use_queued_logging.
+    bool switch_to_queue();
 
   private:
     LoggerGlobals();
+    TypedWorkQueue<const BasicLog::LogMessage> queue_;
+    std::atomic<bool> use_queue_;
     LogInput input_;
+    LogOutput output_;
 };
 
 // Log call macros. The source expression is evaluated once; when the level is

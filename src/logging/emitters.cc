@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "logging/formats.h"
-#include "logging/log_path.h"
 #include "qorbasic/log.h"
 
 namespace qrsvc {
@@ -101,11 +100,10 @@ void Emitter::formatContent(std::string& out, const MessageContent& content) con
     standard_format_content(out, content);
 }
 
-// Marks the thread as emitting for the whole call, whoever calls it: a log
-// call made from inside an emitter is then dropped instead of waiting for a
-// lock that this thread holds.
+// The thread is not marked here: on the direct path the input side's lock
+// has marked it already, and on the output side of queued mode an emitter
+// may log, since no lock of the log path that its call needs is held there.
 void Emitter::processMessage(const LogMessage& message) {
-    qor::detail::LogPathMark emitting;
     LineHalves halves;
     formatHeaders(halves.headers(), message.headers());
     formatContent(halves.content(), message.body());

@@ -42,8 +42,17 @@ class InputLock {
 
 }  // namespace
 
-LogInput::LogInput(const qor_loglevel_impl* level)
-    : default_level_(loglevel_is_valid(level) ? level : QOR_LOGLEVEL_INFO),
+LogInput::LogInput(const qor_loglevel_impl* level) : LogInput(nullptr, false, level) {}
+
+LogInput::LogInput(TypedWorkQueue<const BasicLog::LogMessage>& queue, bool use_queue,
+                   const qor_loglevel_impl* level)
+    : LogInput(&queue, use_queue, level) {}
+
+LogInput::LogInput(TypedWorkQueue<const BasicLog::LogMessage>* queue, bool use_queue,
+                   const qor_loglevel_impl* level)
+    : queue_(queue),
+      use_queue_(use_queue && queue != nullptr),
+      default_level_(loglevel_is_valid(level) ? level : QOR_LOGLEVEL_INFO),
       early_emitter_(new BasicLog::StderrEmitter) {
     using namespace BasicLog;
     for (const char* name :
@@ -71,12 +80,28 @@ void LogInput::processMessage(BasicLog::LogMessage* message) {
     qor::detail::LogPathMark mark;
     if (mark.nested()) return;
     ScopedLock hold(mutex_);
-    if (early_emitter_ == nullptr) return;
-    try {
-        early_emitter_->processMessage(*owned);
-    } catch (...) {
-        // A lost line is never reported to the code that logs.
+    handled_any_ = true;
+    if (early_emitter_ != nullptr) {
+        try {
+            early_emitter_->processMessage(*owned);
+        } catch (...) {
+            // A lost line is never reported to the code that logs.
+        }
     }
+    // In queued mode the queue owns the message once it took it; one that
+    // it refuses (out of memory) is lost here, silently.
+    if (use_queue_ && queue_->insert(owned.get())) {
+        owned.release();
+        if (wake_ != nullptr) wake_->wake();
+    }
+}
+
+bool LogInput::switch_to_queue(LogOutput* output) {
+    InputLock hold(mutex_);
+    if (!use_queue_ && (handled_any_ || queue_ == nullptr)) return false;
+    use_queue_ = true;
+    wake_ = output;
+    return true;
 }
 
 BasicLog::Source* LogInput::make_source(const char* name) {
@@ -141,7 +166,8 @@ const qor_loglevel_impl* LogInput::getLogLevel() const {
     return default_level_;
 }
 
-LoggerGlobals::LoggerGlobals() : input_(QOR_LOGLEVEL_INFO) {
+LoggerGlobals::LoggerGlobals()
+    : use_queue_(false), input_(queue_, false, QOR_LOGLEVEL_INFO), output_(queue_, false) {
     qor::detail::remember_library_source(input_.find_source(BasicLog::LOGGERNAME_BASICLIB));
 }
 
@@ -157,6 +183,10 @@ LoggerGlobals& LoggerGlobals::instance() {
 
 LogInput* LoggerGlobals::input_side() {
     return &input_;
+}
+
+LogOutput* LoggerGlobals::output_side() {
+    return &output_;
 }
 
 void set_default_loglevel(const qor_loglevel_impl* level) {
