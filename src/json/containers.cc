@@ -77,7 +77,7 @@ JsonHash& JsonHash::operator=(const JsonHash& other) {
     for (const auto& entry : other.entries_) {
         std::unique_ptr<JsonNode> child(copyChild(*entry.second));
         copy.entries_.emplace_hint(copy.entries_.end(), entry.first, child.get());
-        child.release();
+        static_cast<void>(child.release());  // the container owns it now
     }
     entries_.swap(copy.entries_);
     return *this;
@@ -309,7 +309,7 @@ JsonArray& JsonArray::push_back(JsonNode* node) {
 JsonArray& JsonArray::push_back(const std::string& text) {
     std::unique_ptr<JsonString> node(new JsonString(text));
     elements_.push_back(node.get());
-    node.release();
+    static_cast<void>(node.release());  // the container owns it now
     return *this;
 }
 

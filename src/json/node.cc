@@ -480,8 +480,8 @@ void JsonUtil::encodeString(const std::string& text, std::ostream& out, bool quo
     encoded.reserve(text.size() + 2);
     JsonWriter::appendString(encoded, text.data(), text.size());
     if (quote) {
-        out.write(encoded.data(), encoded.size());
+        out.write(encoded.data(), static_cast<std::streamsize>(encoded.size()));
     } else {
-        out.write(encoded.data() + 1, encoded.size() - 2);
+        out.write(encoded.data() + 1, static_cast<std::streamsize>(encoded.size() - 2));
     }
 }

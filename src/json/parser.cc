@@ -88,7 +88,8 @@ JsonParser::JsonParser(const char* text, unsigned int limit)
 
 // isspace() of the byte as a signed char, from the table that isspace reads.
 bool JsonParser::isSpace(char c) const {
-    return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) != 0;
+    // The C library's table is indexed from -128 on purpose.
+    return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) != 0;  // NOLINT(bugprone-signed-char-misuse)
 }
 
 void JsonParser::skipTableSpace(unsigned int& pos) const {
@@ -149,7 +150,7 @@ bool JsonParser::parseMember(unsigned int& pos, JsonHash& hash, unsigned int dep
         it->second = value.release();
     } else {
         entries.emplace_hint(it, std::move(key), value.get());
-        value.release();
+        static_cast<void>(value.release());  // the container owns it now
     }
     return atMemberEnd(pos);
 }
@@ -189,7 +190,7 @@ JsonHash* JsonParser::parseObject(unsigned int& pos, unsigned int depth) const {
         if (!parseKeyAndValue(pos, key, value, depth)) break;
         if (value) {
             members_.push_back(PendingMember{std::move(key), value.get()});
-            value.release();
+            static_cast<void>(value.release());  // the container owns it now
             if (!atMemberEnd(pos)) break;
         }
         if (text_[pos] == '}') {
@@ -235,14 +236,14 @@ void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
         if (i + 1 < order.size() && order[i + 1]->key == member.key)
             continue;  // a later equal key wins
         entries.emplace_hint(entries.end(), std::move(member.key), value.get());
-        value.release();
+        static_cast<void>(value.release());  // the container owns it now
     }
-    members_.erase(members_.begin() + mark, members_.end());
+    members_.erase(members_.begin() + static_cast<std::ptrdiff_t>(mark), members_.end());
 }
 
 void JsonParser::dropMembers(size_t mark) const {
     for (size_t i = mark; i < members_.size(); ++i) delete members_[i].value;
-    members_.erase(members_.begin() + mark, members_.end());
+    members_.erase(members_.begin() + static_cast<std::ptrdiff_t>(mark), members_.end());
 }
 
 // Elements gather on the parser's stack of pending nodes and move into the
@@ -261,12 +262,12 @@ JsonArray* JsonParser::parseArray(unsigned int& pos, unsigned int depth) const {
         std::unique_ptr<JsonNode> value(parseValue(pos, depth));
         if (!value) break;
         pending_.push_back(value.get());
-        value.release();
+        static_cast<void>(value.release());  // the container owns it now
         skipWhiteSpace(pos);
         if (pos >= limit_) break;
         if (text_[pos] == ']') {
             ++pos;
-            array->elements_.assign(pending_.begin() + mark, pending_.end());
+            array->elements_.assign(pending_.begin() + static_cast<std::ptrdiff_t>(mark), pending_.end());
             pending_.resize(mark);
             return array.release();
         }
@@ -562,7 +563,7 @@ bool JsonUtil::parseStringValue(const char* text, std::ostringstream& out, unsig
                                 unsigned int limit) {
     std::string decoded;
     if (!JsonParser(text, limit).parseString(pos, decoded)) return false;
-    out.write(decoded.data(), decoded.size());
+    out.write(decoded.data(), static_cast<std::streamsize>(decoded.size()));
     return true;
 }
 
@@ -598,5 +599,5 @@ unsigned int JsonUtil::parseUnicode(const char* text) {
 void JsonUtil::writeUtf8(std::ostream& out, unsigned int codepoint) {
     std::string bytes;
     JsonParser::appendUtf8(bytes, codepoint);
-    out.write(bytes.data(), bytes.size());
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
