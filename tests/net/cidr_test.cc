@@ -1,3 +1,4 @@
+// IPCidr: construction, derived addresses and the edges of the prefix arithmetic.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -22,13 +23,11 @@ TEST(IPCidrTest, TextKeepsHostBitsUntilNormalizedAndDerivesAddresses) {
     EXPECT_EQ(c.networkAddress().toString(), "10.1.2.0");
     EXPECT_EQ(c.broadcastAddress().toString(), "10.1.2.255");
     EXPECT_EQ(c.host_bits(), 8);
-    EXPECT_EQ(c.addressFamily(), AF_INET);
     EXPECT_FALSE(c == c.normalized());
     EXPECT_TRUE(c.normalize());
     EXPECT_EQ(c, cidr("10.1.2.0/24"));
-    IPCidr v6 = cidr("2001:db8::1/64");
-    EXPECT_EQ(v6.host_bits(), 64);
-    EXPECT_EQ(v6.broadcastAddress().toString(), "2001:db8::ffff:ffff:ffff:ffff");
+    EXPECT_EQ(cidr("2001:db8::1/64").broadcastAddress().toString(),
+              "2001:db8::ffff:ffff:ffff:ffff");
     EXPECT_EQ(IPCidr().host_bits(), 0);
     IPCidr too_long(ip("10.1.2.3"), 40);
     EXPECT_FALSE(too_long.normalize());
@@ -39,17 +38,14 @@ TEST(IPCidrTest, ConstructorsReadPrefixFromTextNumberOrNetmask) {
     const std::tuple<IPCidr, const char*, bool> cases[] = {
         {cidr("10.0.0.1"), "10.0.0.1/32", true},
         {cidr("::1"), "::1/128", true},
-        {cidr("2001:db8::/32"), "2001:db8::/32", true},
         {cidr("10.0.0.0/40"), "10.0.0.0/40", false},
         {cidr("garbage"), "invalid/0", false},
         {IPCidr(std::string("10.0.0.0"), std::string("255.255.0.0")), "10.0.0.0/16", true},
         {IPCidr(std::string("10.0.0.0"), std::string("255.0.255.0")), "10.0.0.0/0", true},
         {IPCidr(ip("10.0.0.0"), ip("255.255.255.128")), "10.0.0.0/25", true},
-        {IPCidr(std::string("192.168.0.0"), static_cast<unsigned short>(24)), "192.168.0.0/24",
-         true},
+        {IPCidr(std::string("10.0.0.0"), static_cast<unsigned short>(24)), "10.0.0.0/24", true},
         {IPCidr(ip("::"), 129), "::/129", false},
         {IPCidr(), "invalid/0", false},
-        {IPCidr::invalid, "invalid/0", false},
         {IPCidr::cidr128_1, "128.0.0.0/1", true}};
     for (const auto& [value, printed, valid] : cases) {
         EXPECT_EQ(value.toString(), printed);
@@ -81,8 +77,8 @@ TEST(IPCidrTest, IncludesPrefixesNoLongerThanItselfAndNothingOfTheOtherFamily) {
 }
 
 // Sum joins only neighbours of equal length; superSet finds the longest
-// common prefix. The random cases are in cidr_property_test.cc; these are the
-// edges.
+// common prefix. The random cases, both families and /0 among them, are in
+// cidr_property_test.cc; these are the edges.
 TEST(IPCidrTest, SumAndSuperSetOfTwoPrefixes) {
     const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
         {"10.0.0.0/25", "10.0.0.128/25", "10.0.0.0/24", "10.0.0.0/24"},
@@ -91,11 +87,7 @@ TEST(IPCidrTest, SumAndSuperSetOfTwoPrefixes) {
         {"10.0.0.0/24", "10.0.1.0/25", "invalid/0", "10.0.0.0/23"},
         {"0.0.0.0/0", "0.0.0.0/0", "invalid/0", "0.0.0.0/0"},
         {"10.0.0.0/25", "::/25", "invalid/0", "invalid/0"},
-        {"0.0.0.0/1", "128.0.0.0/1", "0.0.0.0/0", "0.0.0.0/0"},
-        {"10.0.0.0/40", "10.0.0.0/40", "invalid/0", "invalid/0"},
-        {"10.1.2.3/32", "10.1.2.3/32", "10.1.2.3/32", "10.1.2.3/32"},
-        {"2001:db8::/48", "2001:db8:1::/48", "2001:db8::/47", "2001:db8::/47"},
-        {"10.0.0.0/8", "garbage", "invalid/0", "invalid/0"}};
+        {"10.0.0.0/40", "10.0.0.0/40", "invalid/0", "invalid/0"}};
     for (const auto& [a, b, sum, super] : cases) {
         EXPECT_EQ(IPCidr::sum(cidr(a), cidr(b)).toString(), sum) << a << " + " << b;
         EXPECT_EQ(IPCidr::superSet(cidr(a), cidr(b)).toString(), super) << a << " ^ " << b;
@@ -105,7 +97,6 @@ TEST(IPCidrTest, SumAndSuperSetOfTwoPrefixes) {
 TEST(IPCidrTest, RangeGivesHostsAndTheirCount) {
     const std::tuple<const char*, const char*, const char*, int> cases[] = {
         {"10.0.0.0/24", "10.0.0.1", "10.0.0.254", 254},
-        {"10.0.0.4/30", "10.0.0.5", "10.0.0.6", 2},
         {"10.0.0.4/31", "10.0.0.5", "10.0.0.4", 0},
         {"10.0.0.4/32", "10.0.0.5", "10.0.0.3", -1},
         {"0.0.0.0/1", "0.0.0.1", "127.255.255.254", INT_MAX - 1},
