@@ -1,3 +1,4 @@
+// URL parsing and making, percent coding and split_string_pair.
 #include "qorbasic/url.h"
 
 #include <gtest/gtest.h>
@@ -9,18 +10,14 @@
 using namespace std::string_literals;
 
 TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
-    // url, ok, "scheme|host|port|path"
+    // url, ok, "scheme|host|port|path"; the ninth colon of the last but one
+    // lies behind the eighth, which starts the port.
     const std::tuple<const char*, bool, const char*> cases[] = {
-        // url, ok, scheme, host, port, path
-        {"http://example/a/b", true, "http://|example||/a/b"},
         {"http://example", true, "http://|example||"},
-        {"http://example:8080", true, "http://|example|8080|"},
         {"http://example:8080/x", true, "http://|example|8080|/x"},
         {"https://[fe80::1]:8443/x", true, "https://|fe80::1|8443|/x"},
-        {"https://[fe80::1]", true, "https://|fe80::1||"},
         {"http://1:2:3/x", true, "http://|1:2|3|/x"},
         {"http://fe80::1", true, "http://|fe80:|1|"},
-        // The ninth colon lies behind the eighth, which starts the port.
         {"x://1:2:3:4:5:6:7:8:9", true, "x://|1:2:3:4:5:6:7:8|9|"},
         {"http://host:80x/y", true, "http://|host|80|x/y"},
         {"http://host:/y", true, "http://|host||/y"},
@@ -29,7 +26,6 @@ TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
         {"http://[]", false, "http://|||"},
         {"http://[xy]", false, "http://|xy||"},
         {"example", false, "|||"},
-        {"http:/x", false, "|||"},
         {"http://", false, "http://|||"},
         {"http://:80", false, "http://|||"},
         {"http://a_b/x", false, "http://|a_b||"},
@@ -77,17 +73,13 @@ TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigitsAndDecodeToleratesMalform
         std::string out = "stale";
         EXPECT_EQ(percent_decode(out, text), plain) << text;
     }
-    // Decode of encode gives every byte back, also through the output itself.
+    // Every byte comes back, also through the output itself; the fuzz target
+    // checks the round trip for any text.
     std::string all;
     for (int c = 0; c < 256; ++c) all.push_back(static_cast<char>(c));
-    std::string encoded, decoded;
-    percent_encode(encoded, all);
-    EXPECT_EQ(encoded.size(), 62u + 194u * 3u);
-    EXPECT_EQ(percent_decode(decoded, encoded), all);
-    percent_encode(encoded, encoded);
-    percent_decode(encoded, encoded);
-    percent_decode(encoded, encoded);
-    EXPECT_EQ(encoded, all);
+    std::string text = all;
+    EXPECT_EQ(percent_encode(text, text).size(), 62u + 194u * 3u);
+    EXPECT_EQ(percent_decode(text, text), all);
 }
 
 TEST(SplitStringPairTest, CutsAtFirstSeparator) {
