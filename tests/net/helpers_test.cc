@@ -5,12 +5,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "net/address_bytes.h"
 #include "qorbasic/net.h"
 
 namespace {
-
-using net_test::ip;
 
 // That a readable text prints as text that reads back to it is checked by
 // the macaddress fuzz target.
@@ -32,16 +29,16 @@ TEST(MACAddressTest, TextMustBeSixHexFieldsAndNothingMore) {
 TEST(SockAddrTest, TextFormsByFamilyAndPortSurvivesNewAddress) {
     const std::pair<SockAddr, const char*> cases[] = {{SockAddr(AF_INET), "0.0.0.0:0"},
                                                       {SockAddr(AF_INET6), "[::]:0"},
-                                                      {SockAddr(ip("::1")), "[::1]:0"},
+                                                      {SockAddr(IPAddress("::1")), "[::1]:0"},
                                                       {SockAddr(IPAddress()), ""},
                                                       {SockAddr(AF_UNIX), ""}};
     for (const auto& [value, printed] : cases) EXPECT_EQ(value.toString(), printed);
 
-    SockAddr sa(ip("10.0.0.1"));
+    SockAddr sa(IPAddress("10.0.0.1"));
     reinterpret_cast<sockaddr_in*>(sa.getSA())->sin_port = htons(8080);
-    sa = ip("10.0.0.2");
+    sa = IPAddress("10.0.0.2");
     EXPECT_EQ(sa.toString(), "10.0.0.2:8080");
-    EXPECT_EQ(IPAddress(sa), ip("10.0.0.2"));
+    EXPECT_EQ(IPAddress(sa), IPAddress("10.0.0.2"));
     sa = std::string("2001:db8::7");
     EXPECT_EQ(sa.getPort(), 8080);
     reinterpret_cast<sockaddr_in6*>(sa.getSA())->sin6_port = htons(65535);
@@ -53,15 +50,15 @@ TEST(SockAddrTest, TextFormsByFamilyAndPortSurvivesNewAddress) {
 
 // 16 bytes count for IPv4 and 28 otherwise, so port, padding and scope do.
 TEST(SockAddrTest, EqualityComparesPortAndTheBytesBehindTheAddress) {
-    SockAddr a(ip("1.2.3.4"));
+    SockAddr a(IPAddress("1.2.3.4"));
     sockaddr_in6 other = {};
-    ip("1.2.3.4").copy(reinterpret_cast<sockaddr*>(&other));
+    IPAddress("1.2.3.4").copy(reinterpret_cast<sockaddr*>(&other));
     reinterpret_cast<unsigned char*>(&other)[20] = 1;
     EXPECT_TRUE(a == reinterpret_cast<sockaddr*>(&other));
     other.sin6_port = htons(1);  // at the offset of sin_port
     EXPECT_FALSE(a == reinterpret_cast<sockaddr*>(&other));
 
-    SockAddr b(ip("::1"));
+    SockAddr b(IPAddress("::1"));
     SockAddr copy(b);
     EXPECT_TRUE(copy == b.getSA());
     reinterpret_cast<sockaddr_in6*>(copy.getSA())->sin6_scope_id = 3;
@@ -96,14 +93,14 @@ TEST(IPUtilsTest, TextHelpersGuessFamilyAndReadPrefixes) {
 }
 
 TEST(IPUtilsTest, MakeNetmaskLeavesOutputAloneOnFailureAndQormacTakesTheLastBytes) {
-    IPAddress out = ip("1.2.3.4");
+    IPAddress out = IPAddress("1.2.3.4");
     EXPECT_FALSE(IPUtils::makeNetmask(AF_INET, 33, out));
     EXPECT_EQ(out.toString(), "1.2.3.4");
     EXPECT_TRUE(IPUtils::makeNetmask(AF_INET6, 16, out));
     EXPECT_EQ(out.toString(), "ffff::");
 
-    EXPECT_EQ(IPUtils::QORMAC(ip("2001:db8::aa:bbcc")).toString(), "4a:06:6a:aa:bb:cc");
-    EXPECT_EQ(IPUtils::QORMAC(ip("bad")).toString(), "4a:06:6a:00:00:00");
+    EXPECT_EQ(IPUtils::QORMAC(IPAddress("2001:db8::aa:bbcc")).toString(), "4a:06:6a:aa:bb:cc");
+    EXPECT_EQ(IPUtils::QORMAC(IPAddress("bad")).toString(), "4a:06:6a:00:00:00");
 }
 
 TEST(IPUtilsFlatTest, MacTextAndQormacRejectNullPointers) {

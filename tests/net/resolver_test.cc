@@ -8,12 +8,10 @@
 #include <cstring>
 #include <vector>
 
-#include "net/address_bytes.h"
 #include "qorbasic/net.h"
 
 namespace {
 
-using net_test::ip;
 using testing::AllOf;
 using testing::HasSubstr;
 
@@ -37,7 +35,7 @@ TEST(StrToAddrTest, NumericTextFillsItsFamilyAndOtherTextWritesNothing) {
 }
 
 TEST(AddrToStrTest, GivesNumericHostTextOrEmpty) {
-    SockAddr v4(ip("10.20.30.40")), v6(ip("fe80::1"));
+    SockAddr v4(IPAddress("10.20.30.40")), v6(IPAddress("fe80::1"));
     EXPECT_EQ(NetworkUtils::AddrToStr(v4.getSA()), "10.20.30.40");
     EXPECT_EQ(NetworkUtils::AddrToStr(v6.getSA()), "fe80::1");
     EXPECT_EQ(NetworkUtils::AddrToStr(nullptr), "");
@@ -69,7 +67,8 @@ TEST(DnsResolveTest, LoopbackAndLocalhostResolveWithPortZero) {
         ASSERT_FALSE(out.empty()) << name;
         for (sockaddr_storage* entry : out) {
             IPAddress a(reinterpret_cast<const sockaddr*>(entry));
-            EXPECT_TRUE(a == ip("127.0.0.1") || (a == ip("::1") && name[0] == 'l')) << name;
+            EXPECT_TRUE(a == IPAddress("127.0.0.1") || (a == IPAddress("::1") && name[0] == 'l'))
+                << name;
             EXPECT_EQ(reinterpret_cast<const sockaddr_in*>(entry)->sin_port, 0) << name;
             delete entry;
         }
