@@ -16,7 +16,7 @@ constexpr long kSecond = 1000000;
 TEST(Monotime, RisesStrictlyFromLastOrTheWallClockAndMonotonicClockNeverGoesBack) {
     long last = 0;
     for (int i = 0; i < 1000; ++i) {
-        long next = monotime(last);
+        const long next = monotime(last);
         ASSERT_GT(next, last);
         last = next;
     }
@@ -33,10 +33,9 @@ TEST(Monotime, RisesStrictlyFromLastOrTheWallClockAndMonotonicClockNeverGoesBack
 TEST(Timeval, TicksSplitTowardZeroWithSignedRemainderAndNullIsHarmless) {
     const std::tuple<long, long, long> cases[] = {{1500000, 1, 500000},
                                                   {-1500000, -1, -500000},
-                                                  {0, 0, 0},
                                                   {999999, 0, 999999},
                                                   {-1, 0, -1},
-                                                  {1491053109000123L, 1491053109L, 123}};
+                                                  {(1L << 40) + 7, 1099511, 627783}};
     for (const auto& [ticks, sec, usec] : cases) {
         struct timeval tv = {77, 77};
         ticks_to_timeval(&tv, ticks);
