@@ -93,7 +93,7 @@ TEST(IPUtilsTest, TextHelpersGuessFamilyAndReadPrefixes) {
 }
 
 TEST(IPUtilsTest, MakeNetmaskLeavesOutputAloneOnFailureAndQormacTakesTheLastBytes) {
-    IPAddress out = IPAddress("1.2.3.4");
+    IPAddress out("1.2.3.4");
     EXPECT_FALSE(IPUtils::makeNetmask(AF_INET, 33, out));
     EXPECT_EQ(out.toString(), "1.2.3.4");
     EXPECT_TRUE(IPUtils::makeNetmask(AF_INET6, 16, out));
