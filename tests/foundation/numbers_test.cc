@@ -20,8 +20,7 @@ TEST(ParseDecimalTest, AcceptsWholeTextsInRangeZeroesOutputOtherwiseAndKeepsErrn
         {{"-2147483648"}, true, -2147483647 - 1, true, -2147483648L},
         {{"-2147483649"}, false, 0, true, -2147483649L},
         {{"9223372036854775808"}, false, 0, true, LONG_MAX},  // clamped, not failed
-        {{"-9223372036854775809"}, false, 0, true, -LONG_MAX - 1},
-    };
+        {{"-9223372036854775809"}, false, 0, true, -LONG_MAX - 1}};
     errno = EACCES;
     for (const auto& [texts, ok32, value32, ok64, value64] : cases) {
         for (const char* text : texts) {
@@ -47,8 +46,7 @@ TEST(ParseHexTest, SignedConversionClampsAndWrapsNegatives) {
         {"ffffffffffffffff", true, 0x7FFFFFFFFFFFFFFFul, false, 0},
         {"-1", true, 0xFFFFFFFFFFFFFFFFul, false, 0},
         {"", false, 0, false, 0},
-        {"1g", false, 0, false, 0},
-    };
+        {"1g", false, 0, false, 0}};
     for (const auto& [text, ok64, value64, ok32, value32] : cases) {
         SCOPED_TRACE(text);
         unsigned long out64 = 777;
@@ -65,8 +63,7 @@ TEST(ParseBoolTest, AcceptsEightWordsInAnyCaseAndNothingElse) {
     const std::tuple<std::vector<const char*>, bool, bool> cases[] = {
         {{"true", "TRUE", "Yes", "1", "oN"}, true, true},
         {{"false", "no", "0", "Off"}, true, false},
-        {{" true", "true ", "2", "", "y", "truth"}, false, false},
-    };
+        {{" true", "true ", "2", "", "y", "truth"}, false, false}};
     for (const auto& [texts, ok, value] : cases) {
         for (const char* text : texts) {
             bool out = !value;

@@ -29,8 +29,7 @@ TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
         {"http://", false, "http://|||"},
         {"http://:80", false, "http://|||"},
         {"http://a_b/x", false, "http://|a_b||"},
-        {"http://host/a:b", false, "http://|host/a||"},
-    };
+        {"http://host/a:b", false, "http://|host/a||"}};
     for (const auto& [url, ok, parts] : cases) {
         std::string scheme = "s", host = "h", port = "p", path = "x";
         EXPECT_EQ(parse_url(scheme, host, port, path, url), ok) << url;
@@ -41,13 +40,11 @@ TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
     EXPECT_EQ(url + "|" + path, "example|/a");
 
     // make_url: scheme, host, port, path and the url made ("unchanged" where it fails)
-    const char* made[][5] = {
-        {"http://", "example", "80", "/a", "http://example:80/a"},
-        {"http://", "::1", "80", "/a", "http://[::1]:80/a"},
-        {"http://", "example", "", "", "http://example"},
-        {"http://", "", "80", "/a", "unchanged"},
-        {"", "example", "80", "/a", "unchanged"},
-    };
+    const char* made[][5] = {{"http://", "example", "80", "/a", "http://example:80/a"},
+                             {"http://", "::1", "80", "/a", "http://[::1]:80/a"},
+                             {"http://", "example", "", "", "http://example"},
+                             {"http://", "", "80", "/a", "unchanged"},
+                             {"", "example", "80", "/a", "unchanged"}};
     for (const auto& c : made) {
         url = "unchanged";
         EXPECT_EQ(make_url(c[0], c[1], c[2], c[3], url), std::string(c[4]) != "unchanged") << c[4];
@@ -58,17 +55,15 @@ TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
 TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigitsAndDecodeToleratesMalformedInput) {
     const std::pair<std::string, std::string> both_ways[] = {
         {"a b", "a%20b"}, {"A-Z", "A%2DZ"},     {"~", "%7E"},   {"\xFF", "%FF"},
-        {"._", "%2E%5F"}, {"azAZ09", "azAZ09"}, {"\0"s, "%00"}, {"", ""},
-    };
+        {"._", "%2E%5F"}, {"azAZ09", "azAZ09"}, {"\0"s, "%00"}, {"", ""}};
     for (const auto& [text, code] : both_ways) {
         std::string out = "stale";
         EXPECT_EQ(percent_encode(out, text), code);
         EXPECT_EQ(percent_decode(out, code), text);
     }
     const std::pair<const char*, std::string> decode_only[] = {
-        {"%7e", "~"},   {"a+b", "a+b"},  {"abc%4", "abc"},  {"abc%", "abc"},
-        {"%zz", "\0"s}, {"%g1", "\x01"}, {"%%41", "\0041"},
-    };
+        {"%7e", "~"},   {"a+b", "a+b"},  {"abc%4", "abc"}, {"abc%", "abc"},
+        {"%zz", "\0"s}, {"%g1", "\x01"}, {"%%41", "\0041"}};
     for (const auto& [text, plain] : decode_only) {
         std::string out = "stale";
         EXPECT_EQ(percent_decode(out, text), plain) << text;
@@ -85,13 +80,8 @@ TEST(PercentCodingTest, EncodeKeepsOnlyLettersAndDigitsAndDecodeToleratesMalform
 TEST(SplitStringPairTest, CutsAtFirstSeparator) {
     // text, ok, "left|right"
     const std::tuple<const char*, bool, const char*> cases[] = {
-        {"key=value", true, "key|value"},
-        {"a=b=c", true, "a|b=c"},
-        {"key", false, "key|"},
-        {"=x", true, "|x"},
-        {"x=", true, "x|"},
-        {"", false, "|"},
-    };
+        {"a=b=c", true, "a|b=c"}, {"key", false, "key|"}, {"=x", true, "|x"},
+        {"x=", true, "x|"},       {"", false, "|"},       {"==", true, "|="}};
     for (const auto& [text, ok, parts] : cases) {
         std::string left = "L", right = "R";
         EXPECT_EQ(split_string_pair(left, right, text, '='), ok) << text;
