@@ -31,11 +31,9 @@ TEST(Monotime, RisesStrictlyFromLastOrTheWallClockAndMonotonicClockNeverGoesBack
 }
 
 TEST(Timeval, TicksSplitTowardZeroWithSignedRemainderAndNullIsHarmless) {
-    const std::tuple<long, long, long> cases[] = {{1500000, 1, 500000},
-                                                  {-1500000, -1, -500000},
-                                                  {999999, 0, 999999},
-                                                  {-1, 0, -1},
-                                                  {(1L << 40) + 7, 1099511, 627783}};
+    const std::tuple<long, long, long> cases[] = {
+        {1500000, 1, 500000}, {-1500000, -1, -500000}, {(1L << 40) + 7, 1099511, 627783},
+        {-1, 0, -1},          {999999, 0, 999999},     {0, 0, 0}};
     for (const auto& [ticks, sec, usec] : cases) {
         struct timeval tv = {77, 77};
         ticks_to_timeval(&tv, ticks);
