@@ -27,11 +27,10 @@ TEST(MACAddressTest, TextMustBeSixHexFieldsAndNothingMore) {
 }
 
 TEST(SockAddrTest, TextFormsByFamilyAndPortSurvivesNewAddress) {
-    const std::pair<SockAddr, const char*> cases[] = {{SockAddr(AF_INET), "0.0.0.0:0"},
-                                                      {SockAddr(AF_INET6), "[::]:0"},
-                                                      {SockAddr(IPAddress("::1")), "[::1]:0"},
-                                                      {SockAddr(IPAddress()), ""},
-                                                      {SockAddr(AF_UNIX), ""}};
+    const std::pair<SockAddr, const char*> cases[] = {
+        {SockAddr(AF_INET), "0.0.0.0:0"}, {SockAddr(IPAddress("1.2.3.4")), "1.2.3.4:0"},
+        {SockAddr(AF_INET6), "[::]:0"},   {SockAddr(IPAddress("::1")), "[::1]:0"},
+        {SockAddr(IPAddress()), ""},      {SockAddr(AF_UNIX), ""}};
     for (const auto& [value, printed] : cases) EXPECT_EQ(value.toString(), printed);
 
     SockAddr sa(IPAddress("10.0.0.1"));
