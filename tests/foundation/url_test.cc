@@ -14,6 +14,8 @@ TEST(UrlTest, ParseSplitsSchemeHostPortAndPathAndMakeBracketsHostsWithColons) {
     // lies behind the eighth, which starts the port.
     const std::tuple<const char*, bool, const char*> cases[] = {
         {"http://example", true, "http://|example||"},
+        {"http://example/a/b", true, "http://|example||/a/b"},
+        {"https://[fe80::1]", true, "https://|fe80::1||"},
         {"http://example:8080/x", true, "http://|example|8080|/x"},
         {"https://[fe80::1]:8443/x", true, "https://|fe80::1|8443|/x"},
         {"http://1:2:3/x", true, "http://|1:2|3|/x"},

@@ -35,6 +35,7 @@ TEST(IPAddressTest, RawBytesAndSockaddrConstructorsHonourOnlyKnownFamilies) {
     // Null data gives the zero address, and keeps even an unknown family.
     EXPECT_EQ(IPAddress(nullptr, AF_INET), IPAddress::zero4);
     EXPECT_EQ(IPAddress(nullptr, AF_INET6), IPAddress::zero6);
+    EXPECT_NE(IPAddress::zero4, IPAddress::zero6);  // the same bytes, another family
     EXPECT_EQ(IPAddress(nullptr, AF_UNIX).addressFamily(), AF_UNIX);
     EXPECT_EQ(IPAddress(*IPAddress("2001:db8::5").addr6()).toString(), "2001:db8::5");
     EXPECT_EQ(IPAddress(*IPAddress("9.8.7.6").addr4()).toString(), "9.8.7.6");
