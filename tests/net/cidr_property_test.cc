@@ -5,23 +5,28 @@
 
 #include <algorithm>
 #include <random>
+#include <vector>
 
-#include "net/address_bytes.h"
 #include "qorbasic/net.h"
 
 namespace {
 
-using net_test::Bytes;
-using net_test::bytes_of;
-
+using Bytes = std::vector<unsigned char>;
 constexpr int CASES = 10000;
+
+// The addrLength() bytes of an address, read through the family's view.
+Bytes bytes_of(const IPAddress& a) {
+    const void* view = a.addr4() ? static_cast<const void*>(a.addr4()) : a.addr6();
+    const auto* p = static_cast<const unsigned char*>(view);
+    return Bytes(p, p + a.addrLength());
+}
 
 bool bit(const Bytes& b, int i) {
     return (b[i / 8] >> (7 - i % 8)) & 1;
 }
 
 void set_bit(Bytes& b, int i, bool value) {
-    unsigned char m = static_cast<unsigned char>(0x80 >> (i % 8));
+    const auto m = static_cast<unsigned char>(0x80 >> (i % 8));
     b[i / 8] = value ? (b[i / 8] | m) : (b[i / 8] & ~m);
 }
 
@@ -88,10 +93,8 @@ TEST_F(PrefixProperties, IncludesAgreesWithMaskingByHand) {
         IPCidr prefix(address(net, f), n);
         ASSERT_EQ(prefix.includes(address(candidate, f)), expected) << prefix.toString();
         // The same bytes under the other family are never included.
-        unsigned short other = f == AF_INET ? AF_INET6 : AF_INET;
-        Bytes widened = candidate;
-        widened.resize(width(other) / 8);
-        ASSERT_FALSE(prefix.includes(address(widened, other)));
+        candidate.resize(16);
+        ASSERT_FALSE(prefix.includes(address(candidate, f == AF_INET ? AF_INET6 : AF_INET)));
     }
     // Both outcomes must have been exercised.
     EXPECT_GT(included, CASES / 10);
@@ -118,7 +121,7 @@ TEST_F(PrefixProperties, SumOfTheTwoHalvesGivesThePrefixBack) {
     }
 }
 
-TEST_F(PrefixProperties, SuperSetIncludesBothAndNoLongerPrefixDoes) {
+TEST_F(PrefixProperties, SuperSetIsTheLongestCommonPrefixAndIncludesBoth) {
     for (int i = 0; i < CASES; ++i) {
         unsigned short f = family();
         Bytes a_bytes = random_bytes(f);
@@ -131,11 +134,6 @@ TEST_F(PrefixProperties, SuperSetIncludesBothAndNoLongerPrefixDoes) {
         IPCidr super = IPCidr::superSet(a, b);
         ASSERT_EQ(super, expected) << a.toString() << " ^ " << b.toString();
         ASSERT_TRUE(super.includes(a) && super.includes(b)) << super.toString();
-        if (length < std::min(la, lb)) {
-            // One more bit of a's network no longer holds b.
-            IPCidr longer(address(masked(a_bytes, length + 1), f), length + 1);
-            ASSERT_FALSE(longer.includes(a) && longer.includes(b)) << longer.toString();
-        }
     }
 }
 

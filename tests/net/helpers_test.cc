@@ -1,33 +1,22 @@
+// MACAddress, SockAddr and the IPUtils text helpers with their flat forms.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <stdexcept>
-#include <tuple>
 #include <utility>
 
-#include "net/address_bytes.h"
 #include "qorbasic/net.h"
 
 namespace {
 
-using net_test::ip;
-using Texts = std::pair<const char*, const char*>;
-
+// That a readable text prints as text that reads back to it is checked by
+// the macaddress fuzz target.
 TEST(MACAddressTest, TextMustBeSixHexFieldsAndNothingMore) {
-    const char* zero = "00:00:00:00:00:00";
-    const Texts cases[] = {{"01:23:45:67:89:ab", "01:23:45:67:89:ab"},
-                           {"01:23:45:67:89:AB", "01:23:45:67:89:ab"},
-                           {"1:2:3:4:5:6", "01:02:03:04:05:06"},
-                           {"ff:ff:ff:ff:ff:ff", "ff:ff:ff:ff:ff:ff"},
-                           {"01:23:45:67:89", zero},
-                           {"01:23:45:67:89:ab ", zero},
-                           {"01:23:45:67:89:ab:cd", zero},
-                           {"01-23-45-67-89-ab", zero},
-                           {"zz:23:45:67:89:ab", zero},
-                           {"", zero}};
-    for (const auto& [text, printed] : cases) {
-        EXPECT_EQ(MACAddress(std::string(text)).toString(), printed) << text;
+    EXPECT_EQ(MACAddress(std::string("01:23:45:67:89:AB")).toString(), "01:23:45:67:89:ab");
+    EXPECT_EQ(MACAddress(std::string("1:2:3:4:5:6")).toString(), "01:02:03:04:05:06");
+    for (const char* text : {"01:23:45:67:89", "01:23:45:67:89:ab ", "01:23:45:67:89:ab:cd",
+                             "01-23-45-67-89-ab", "zz:23:45:67:89:ab", ""}) {
+        EXPECT_EQ(MACAddress(std::string(text)), MACAddress::ZERO) << text;
     }
     // A NUL inside the text counts as trailing text.
     EXPECT_EQ(MACAddress(std::string("01:23:45:67:89:ab\0x", 19)), MACAddress::ZERO);
@@ -35,30 +24,22 @@ TEST(MACAddressTest, TextMustBeSixHexFieldsAndNothingMore) {
     MACAddress mac(std::string("01:23:45:67:89:ab"));
     mac = std::string("nonsense");
     EXPECT_EQ(mac, MACAddress::ZERO);
-    const unsigned char raw[6] = {0x4a, 0x06, 0x6a, 1, 2, 3};
-    EXPECT_EQ(MACAddress(raw).toString(), "4a:06:6a:01:02:03");
-    EXPECT_EQ(std::memcmp(MACAddress(raw).bytes(), raw, 6), 0);
 }
 
 TEST(SockAddrTest, TextFormsByFamilyAndPortSurvivesNewAddress) {
-    const std::pair<SockAddr, const char*> cases[] = {{SockAddr(AF_INET), "0.0.0.0:0"},
-                                                      {SockAddr(AF_INET6), "[::]:0"},
-                                                      {SockAddr(ip("1.2.3.4")), "1.2.3.4:0"},
-                                                      {SockAddr(ip("::1")), "[::1]:0"},
-                                                      {SockAddr(IPAddress()), ""},
-                                                      {SockAddr(AF_UNIX), ""}};
+    const std::pair<SockAddr, const char*> cases[] = {
+        {SockAddr(AF_INET), "0.0.0.0:0"}, {SockAddr(IPAddress("1.2.3.4")), "1.2.3.4:0"},
+        {SockAddr(AF_INET6), "[::]:0"},   {SockAddr(IPAddress("::1")), "[::1]:0"},
+        {SockAddr(IPAddress()), ""},      {SockAddr(AF_UNIX), ""}};
     for (const auto& [value, printed] : cases) EXPECT_EQ(value.toString(), printed);
 
-    SockAddr sa(ip("10.0.0.1"));
-    EXPECT_EQ(sa.getPort(), 0);
+    SockAddr sa(IPAddress("10.0.0.1"));
     reinterpret_cast<sockaddr_in*>(sa.getSA())->sin_port = htons(8080);
-    sa = ip("10.0.0.2");
-    EXPECT_EQ(sa.getPort(), 8080);
+    sa = IPAddress("10.0.0.2");
     EXPECT_EQ(sa.toString(), "10.0.0.2:8080");
-    EXPECT_EQ(IPAddress(sa), ip("10.0.0.2"));
+    EXPECT_EQ(IPAddress(sa), IPAddress("10.0.0.2"));
     sa = std::string("2001:db8::7");
     EXPECT_EQ(sa.getPort(), 8080);
-    EXPECT_EQ(IPAddress(sa), ip("2001:db8::7"));
     reinterpret_cast<sockaddr_in6*>(sa.getSA())->sin6_port = htons(65535);
     EXPECT_EQ(sa.toString(), "[2001:db8::7]:65535");
     sa = IPAddress();
@@ -66,33 +47,30 @@ TEST(SockAddrTest, TextFormsByFamilyAndPortSurvivesNewAddress) {
     EXPECT_EQ(sa.getPort(), 0);
 }
 
+// 16 bytes count for IPv4 and 28 otherwise, so port, padding and scope do.
 TEST(SockAddrTest, EqualityComparesPortAndTheBytesBehindTheAddress) {
-    SockAddr a(ip("1.2.3.4"));
-    sockaddr_in6 other;
-    std::memset(&other, 0, sizeof(other));
-    ip("1.2.3.4").copy(reinterpret_cast<sockaddr*>(&other));
-    EXPECT_TRUE(a == reinterpret_cast<sockaddr*>(&other));
-    // Bytes behind a sockaddr_in don't count for IPv4.
+    SockAddr a(IPAddress("1.2.3.4"));
+    sockaddr_in6 other = {};
+    IPAddress("1.2.3.4").copy(reinterpret_cast<sockaddr*>(&other));
     reinterpret_cast<unsigned char*>(&other)[20] = 1;
     EXPECT_TRUE(a == reinterpret_cast<sockaddr*>(&other));
-    reinterpret_cast<sockaddr_in*>(&other)->sin_port = htons(1);
+    other.sin6_port = htons(1);  // at the offset of sin_port
     EXPECT_FALSE(a == reinterpret_cast<sockaddr*>(&other));
 
-    SockAddr b(ip("::1"));
+    SockAddr b(IPAddress("::1"));
     SockAddr copy(b);
     EXPECT_TRUE(copy == b.getSA());
     reinterpret_cast<sockaddr_in6*>(copy.getSA())->sin6_scope_id = 3;
     EXPECT_FALSE(copy == b.getSA());
-    EXPECT_FALSE(a == b.getSA());
-    EXPECT_FALSE(a == nullptr);
+    EXPECT_FALSE(a == b.getSA() || a == nullptr);
     copy = a;
     EXPECT_TRUE(copy == a.getSA());
 }
 
 TEST(IPUtilsTest, TextHelpersGuessFamilyAndReadPrefixes) {
     const std::pair<const char*, unsigned short> families[] = {
-        {"::1", AF_INET6}, {"fe80::1", AF_INET6}, {"1.2.3.4", AF_INET}, {"", 0},
-        {"12345", 0},      {"ab.cd", AF_INET},    {"123456.7", 0},      {"1234:", AF_INET6}};
+        {"::1", AF_INET6}, {"1.2.3.4", AF_INET}, {"", 0}, {"12345", 0}, {"ab.cd", AF_INET},
+        {"123456.7", 0},   {"1234:", AF_INET6}};
     for (const auto& [text, family] : families) {
         EXPECT_EQ(IPUtils::addressFamily(text), family) << text;
     }
@@ -109,26 +87,19 @@ TEST(IPUtilsTest, TextHelpersGuessFamilyAndReadPrefixes) {
     for (const char* text : {"10.0.0.0", "/8", "10.0.0.0/1234"}) {
         EXPECT_FALSE(IPUtils::isCidr(text)) << text;
     }
-    EXPECT_EQ(IPUtils::plainAddr("10.0.0.0/8"), "10.0.0.0");
     EXPECT_EQ(IPUtils::plainAddr("10.0.0.0"), "10.0.0.0");
     EXPECT_EQ(IPUtils::plainAddr("a/b/c"), "a/b");
 }
 
-TEST(IPUtilsTest, MakeNetmaskLeavesOutputAloneOnFailure) {
-    IPAddress out = ip("1.2.3.4");
+TEST(IPUtilsTest, MakeNetmaskLeavesOutputAloneOnFailureAndQormacTakesTheLastBytes) {
+    IPAddress out("1.2.3.4");
     EXPECT_FALSE(IPUtils::makeNetmask(AF_INET, 33, out));
     EXPECT_EQ(out.toString(), "1.2.3.4");
     EXPECT_TRUE(IPUtils::makeNetmask(AF_INET6, 16, out));
     EXPECT_EQ(out.toString(), "ffff::");
-}
 
-TEST(IPUtilsTest, QormacTakesTheLastThreeBytesOfTheAddress) {
-    const Texts cases[] = {{"10.1.2.3", "4a:06:6a:01:02:03"},
-                           {"2001:db8::aa:bbcc", "4a:06:6a:aa:bb:cc"},
-                           {"bad", "4a:06:6a:00:00:00"}};
-    for (const auto& [address, mac] : cases) {
-        EXPECT_EQ(IPUtils::QORMAC(ip(address)).toString(), mac) << address;
-    }
+    EXPECT_EQ(IPUtils::QORMAC(IPAddress("2001:db8::aa:bbcc")).toString(), "4a:06:6a:aa:bb:cc");
+    EXPECT_EQ(IPUtils::QORMAC(IPAddress("bad")).toString(), "4a:06:6a:00:00:00");
 }
 
 TEST(IPUtilsFlatTest, MacTextAndQormacRejectNullPointers) {
@@ -136,12 +107,10 @@ TEST(IPUtilsFlatTest, MacTextAndQormacRejectNullPointers) {
     char text[18] = "untouched";
     in_addr address;
     inet_pton(AF_INET, "10.1.2.3", &address);
-    EXPECT_EQ(iputils_str_to_mac(nullptr, "01:02:03:04:05:06"), 0);
-    EXPECT_EQ(iputils_str_to_mac(mac, nullptr), 0);
-    EXPECT_EQ(iputils_mac_to_str(nullptr, mac), 0);
-    EXPECT_EQ(iputils_mac_to_str(text, nullptr), 0);
-    EXPECT_EQ(iputils_qormac(nullptr, &address), 0);
-    EXPECT_EQ(iputils_qormac(mac, nullptr), 0);
+    EXPECT_EQ(iputils_str_to_mac(nullptr, "01:02:03:04:05:06") + iputils_str_to_mac(mac, nullptr) +
+                  iputils_mac_to_str(nullptr, mac) + iputils_mac_to_str(text, nullptr) +
+                  iputils_qormac(nullptr, &address) + iputils_qormac(mac, nullptr),
+              0);
     EXPECT_EQ(mac[0], 7);
     EXPECT_STREQ(text, "untouched");
 

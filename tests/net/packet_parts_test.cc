@@ -1,3 +1,4 @@
+// PacketParts: the header views of a raw IP packet.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -24,10 +25,12 @@ Offsets offsets_of(const PacketParts& p, const char* base) {
             at(p.tcp),  at(p.tcp_payload), at(p.udp),  at(p.udp_payload), at(p.proto255)};
 }
 
+// A zeroed packet of `length` bytes, at least 10, with version and header
+// length in its first byte and the protocol in the tenth.
 std::vector<char> packet(int length, unsigned char first, unsigned char protocol) {
     std::vector<char> bytes(length, 0);
-    if (length > 0) bytes[0] = static_cast<char>(first);
-    if (length > 9) bytes[9] = static_cast<char>(protocol);
+    bytes[0] = static_cast<char>(first);
+    bytes[9] = static_cast<char>(protocol);
     return bytes;
 }
 
@@ -48,8 +51,7 @@ TEST(PacketPartsTest, FindsHeadersAtFixedOffsetsWithinThePacket) {
     for (const auto& [what, length, first, protocol, expected] : cases) {
         std::vector<char> bytes = packet(length, first, protocol);
         PacketParts parts(bytes.data(), length);
-        EXPECT_EQ(parts.data, bytes.data()) << what;
-        EXPECT_EQ(parts.length, length) << what;
+        EXPECT_TRUE(parts.data == bytes.data() && parts.length == length) << what;
         EXPECT_EQ(offsets_of(parts, bytes.data()), expected) << what;
     }
 }
@@ -61,8 +63,7 @@ TEST(PacketPartsTest, EmptyLengthOrMissingBytesGiveEmptyView) {
         PacketParts parts(length == 40 ? nullptr : bytes.data(), length);
         std::string log = testing::internal::GetCapturedStderr();
         EXPECT_EQ(log.find("packet bytes missing") != std::string::npos, length == 40) << log;
-        EXPECT_EQ(parts.data, nullptr);
-        EXPECT_EQ(parts.length, 0);
+        EXPECT_TRUE(parts.data == nullptr && parts.length == 0) << length;
         EXPECT_EQ(offsets_of(parts, bytes.data()), NONE) << length;
     }
 }
