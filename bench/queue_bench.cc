@@ -17,8 +17,8 @@
 #include <deque>
 #include <mutex>
 #include <new>
-#include <type_traits>
 #include <thread>
+#include <type_traits>
 
 #include "qorbasic/queues.h"
 
@@ -135,8 +135,9 @@ void operator delete(void* p, std::size_t) noexcept {
 }
 
 // One pass moves all ten million pointers.
-#define QUEUE_CASE(function, name, window) \
-    BENCHMARK(function)->Name(name)->Arg(window)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond)
+#define QUEUE_CASE(function, name, window)                                            \
+    BENCHMARK(function)->Name(name)->Arg(window)->Iterations(1)->UseRealTime()->Unit( \
+        benchmark::kMillisecond)
 QUEUE_CASE(qor_typed_queue, "Queue10MPointers/qorbasic", kPointers);
 QUEUE_CASE(deque_batch, "Queue10MPointers/deque", kPointers);
 QUEUE_CASE(deque_one, "Queue10MPointers/deque_one", kPointers);

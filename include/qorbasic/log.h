@@ -448,13 +448,13 @@ class QOR_API LoggerGlobals {
 // filtered out nothing else is: not the text, not the add() arguments. The
 // macro is a whole statement that ends in an expression, so chained add()
 // calls follow it and a trailing else binds as it would to a plain call.
-#define QOR_LOG_AT_SITE(source, level, text, file, function)                            \
-    if (::BasicLog::Source* const qor_log_source_ = (source);                          \
-        !qor_log_source_->would_send(level)) {                                         \
-    } else                                                                             \
-        ::BasicLog::LogMessageBuilder(qor_log_source_->receiver(),                     \
-                                      qor_log_source_->name().c_str(), (level), (text), \
-                                      (file), (function))
+#define QOR_LOG_AT_SITE(source, level, text, file, function)                                    \
+    if (::BasicLog::Source* const qor_log_source_ = (source);                                   \
+        !qor_log_source_->would_send(level)) {                                                  \
+    } else                                                                                      \
+        ::BasicLog::LogMessageBuilder(qor_log_source_->receiver(),                              \
+                                      qor_log_source_->name().c_str(), (level), (text), (file), \
+                                      (function))
 #define QOR_LOG_AT(source, level, text) QOR_LOG_AT_SITE(source, level, text, __FILE__, __func__)
 #define QOR_LOG_TRACE(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_TRACE, text)
 #define QOR_LOG_DEBUG(source, text) QOR_LOG_AT(source, QOR_LOGLEVEL_DEBUG, text)

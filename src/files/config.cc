@@ -11,11 +11,11 @@
 #include <sstream>
 #include <vector>
 
+#include "files/file_handles.h"
+#include "files/line_reader.h"
 #include "qorbasic/files.h"
 #include "qorbasic/status.h"
 #include "qorbasic/strings.h"
-#include "files/file_handles.h"
-#include "files/line_reader.h"
 
 namespace ConfigUtils {
 

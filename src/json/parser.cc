@@ -89,7 +89,8 @@ JsonParser::JsonParser(const char* text, unsigned int limit)
 // isspace() of the byte as a signed char, from the table that isspace reads.
 bool JsonParser::isSpace(char c) const {
     // The C library's table is indexed from -128 on purpose.
-    return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) != 0;  // NOLINT(bugprone-signed-char-misuse)
+    return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) !=
+           0;  // NOLINT(bugprone-signed-char-misuse)
 }
 
 void JsonParser::skipTableSpace(unsigned int& pos) const {
@@ -267,7 +268,8 @@ JsonArray* JsonParser::parseArray(unsigned int& pos, unsigned int depth) const {
         if (pos >= limit_) break;
         if (text_[pos] == ']') {
             ++pos;
-            array->elements_.assign(pending_.begin() + static_cast<std::ptrdiff_t>(mark), pending_.end());
+            array->elements_.assign(pending_.begin() + static_cast<std::ptrdiff_t>(mark),
+                                    pending_.end());
             pending_.resize(mark);
             return array.release();
         }

@@ -79,7 +79,8 @@ void compose_line(std::string& out, const std::string& headers, const std::strin
 void append_json_string(std::string& out, const char* data, size_t size) {
     size_t start = out.size();
     JsonWriter::appendString(out, data, size);
-    size_t nuls = static_cast<size_t>(std::count(out.begin() + static_cast<std::ptrdiff_t>(start), out.end(), '\0'));
+    size_t nuls = static_cast<size_t>(
+        std::count(out.begin() + static_cast<std::ptrdiff_t>(start), out.end(), '\0'));
     if (nuls == 0) return;
     std::string escaped;
     escaped.reserve(out.size() - start + 5 * nuls);

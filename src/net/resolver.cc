@@ -58,8 +58,9 @@ std::string AddrToStr(sockaddr* address) {
 }
 
 // The callback is taken by value as the public declaration has it.
-int LookupName(const std::string& name,
-               std::function<void(const sockaddr*)> callback) {  // NOLINT(performance-unnecessary-value-param)
+int LookupName(
+    const std::string& name,
+    std::function<void(const sockaddr*)> callback) {  // NOLINT(performance-unnecessary-value-param)
     if (name.empty()) return 0;
     AddrInfoList list;
     int rc = resolve(name.c_str(), 0, list);
