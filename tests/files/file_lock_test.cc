@@ -76,18 +76,17 @@ TEST(TempdirPathTest, ComesFromTheEnvironmentOnceWithASlashAndIsMade) {
     EXPECT_TRUE(FileUtils::dirExists(TestDirectories::tmp_dir()) &&
                 FileUtils::dirExists(TestDirectories::lock_dir()));
     TempTree tree;
-    EXPECT_EQ(run_in_child([&] {
-                  setenv("QOR_TMP_DIR", tree.path("made").c_str(), 1);
-                  setenv("QOR_LOCK_DIR", tree.path("no/parent").c_str(), 1);
-                  CHILD_CHECK(FileUtils::tempdir_path(out) == TestDirectories::tmp_dir() + "/");
-                  CHILD_CHECK(FileUtils::lockdir_path(out) == TestDirectories::lock_dir() + "/");
-                  FileUtils::internal::forget_cached_directories();
-                  CHILD_CHECK(FileUtils::tempdir_path(out) == tree.path("made") + "/");
-                  CHILD_CHECK(permissions(tree.path("made")) == (0755 & ~umask(0)));
-                  CHILD_CHECK(FileUtils::lockdir_path(out) == tree.path("no/parent") + "/");
-                  return !FileUtils::pathExists(tree.path("no"));
-              }),
-              0);
+    EXPECT_IN_CHILD([&] {
+        setenv("QOR_TMP_DIR", tree.path("made").c_str(), 1);
+        setenv("QOR_LOCK_DIR", tree.path("no/parent").c_str(), 1);
+        CHILD_CHECK(FileUtils::tempdir_path(out) == TestDirectories::tmp_dir() + "/");
+        CHILD_CHECK(FileUtils::lockdir_path(out) == TestDirectories::lock_dir() + "/");
+        FileUtils::internal::forget_cached_directories();
+        CHILD_CHECK(FileUtils::tempdir_path(out) == tree.path("made") + "/");
+        CHILD_CHECK(permissions(tree.path("made")) == (0755 & ~umask(0)));
+        CHILD_CHECK(FileUtils::lockdir_path(out) == tree.path("no/parent") + "/");
+        return !FileUtils::pathExists(tree.path("no"));
+    });
 }
 
 // Without text in the variables the temporary directory is /tmp and the lock
@@ -119,27 +118,26 @@ TEST(TempdirPathTest, DefaultsAreSlashTmpAndTheRealPathOfVarLock) {
 TEST(MakeUniqueFileTest, MakesANewFileWithMode0644OpenForReadingAndWriting) {
     TempTree tree;
     const std::string prefix = tree.path("x");
-    EXPECT_EQ(run_in_child([&] {
-                  umask(077);
-                  std::string first, second;
-                  FILE* a = FileUtils::makeUniqueFile(prefix, first);
-                  FILE* b = FileUtils::makeUniqueFile(prefix, second);
-                  CHILD_CHECK(a != nullptr && b != nullptr && first != second);
-                  CHILD_CHECK(first.size() == prefix.size() + 7 &&
-                              first.compare(0, prefix.size() + 1, prefix + ".") == 0);
-                  char back[16] = {};
-                  CHILD_CHECK(permissions(first) == 0644 && fputs("written", a) >= 0);
-                  rewind(a);
-                  CHILD_CHECK(fgets(back, sizeof back, a) != nullptr && !strcmp(back, "written"));
-                  // The flat form gives the name in memory from malloc.
-                  char* name = nullptr;
-                  FILE* c = fileutils_mkunique(prefix.c_str(), &name);
-                  CHILD_CHECK(c != nullptr && name != nullptr && permissions(name) == 0644);
-                  CHILD_CHECK(std::string(name).compare(0, prefix.size() + 1, prefix + ".") == 0);
-                  free(name);
-                  return true;
-              }),
-              0);
+    EXPECT_IN_CHILD([&] {
+        umask(077);
+        std::string first, second;
+        FILE* a = FileUtils::makeUniqueFile(prefix, first);
+        FILE* b = FileUtils::makeUniqueFile(prefix, second);
+        CHILD_CHECK(a != nullptr && b != nullptr && first != second);
+        CHILD_CHECK(first.size() == prefix.size() + 7 &&
+                    first.compare(0, prefix.size() + 1, prefix + ".") == 0);
+        char back[16] = {};
+        CHILD_CHECK(permissions(first) == 0644 && fputs("written", a) >= 0);
+        rewind(a);
+        CHILD_CHECK(fgets(back, sizeof back, a) != nullptr && !strcmp(back, "written"));
+        // The flat form gives the name in memory from malloc.
+        char* name = nullptr;
+        FILE* c = fileutils_mkunique(prefix.c_str(), &name);
+        CHILD_CHECK(c != nullptr && name != nullptr && permissions(name) == 0644);
+        CHILD_CHECK(std::string(name).compare(0, prefix.size() + 1, prefix + ".") == 0);
+        free(name);
+        return true;
+    });
 }
 
 // A missing directory is tried eleven times, each logged; a prefix too long
@@ -176,26 +174,25 @@ TEST(ScopedFileLockTest, LockFileIsNamedAfterTheBaseNameOnly) {
 }
 
 TEST(ScopedFileLockTest, LockFileExistsWithMode0666OnlyWhileHeld) {
-    EXPECT_EQ(run_in_child([] {
-                  umask(077);
-                  std::string name;
-                  {
-                      FileUtils::ScopedFileLock lock("/some/dir/held.conf");
-                      name = lock.filename;
-                      CHILD_CHECK(lock.is_valid() && permissions(name) == 0666);
-                      lock.release();
-                      CHILD_CHECK(!lock.is_valid() && lock.fd == -1);
-                      CHILD_CHECK(!exists_no_follow(name));
-                      // Nobody holds it now; a second release must not remove it.
-                      std::ofstream(name) << "";
-                      lock.release();
-                  }
-                  CHILD_CHECK(exists_no_follow(name));
-                  unlink(name.c_str());
-                  CHILD_CHECK(exists_no_follow(FileUtils::ScopedFileLock("held.conf").filename));
-                  return !exists_no_follow(name);
-              }),
-              0);
+    EXPECT_IN_CHILD([] {
+        umask(077);
+        std::string name;
+        {
+            FileUtils::ScopedFileLock lock("/some/dir/held.conf");
+            name = lock.filename;
+            CHILD_CHECK(lock.is_valid() && permissions(name) == 0666);
+            lock.release();
+            CHILD_CHECK(!lock.is_valid() && lock.fd == -1);
+            CHILD_CHECK(!exists_no_follow(name));
+            // Nobody holds it now; a second release must not remove it.
+            std::ofstream(name) << "";
+            lock.release();
+        }
+        CHILD_CHECK(exists_no_follow(name));
+        unlink(name.c_str());
+        CHILD_CHECK(exists_no_follow(FileUtils::ScopedFileLock("held.conf").filename));
+        return !exists_no_follow(name);
+    });
 }
 
 // A holder in another process, or one that names a file of the same base
@@ -205,8 +202,7 @@ TEST(ScopedFileLockTest, TryFailsWhileAnotherHolds) {
     FileUtils::ScopedFileLock held("/etc/conf/shared.conf");
     ASSERT_TRUE(held.is_valid());
     EXPECT_EQ(fileutils_acquirelock(lock_file("shared.conf.lock").c_str(), 0), -1);
-    EXPECT_EQ(run_in_child([&] { return fileutils_acquirelock(held.filename.c_str(), 0) == -1; }),
-              0);
+    EXPECT_IN_CHILD([&] { return fileutils_acquirelock(held.filename.c_str(), 0) == -1; });
     EXPECT_TRUE(exists_no_follow(held.filename));
     held.release();
     EXPECT_FALSE(exists_no_follow(held.filename));
@@ -231,24 +227,23 @@ TEST(ScopedFileLockTest, MissingOrUnwritableLockDirectoryGivesAnInvalidLock) {
 TEST(ScopedFileLockTest, SignalDuringTheWaitGivesAnInvalidLock) {
     FileUtils::ScopedFileLock held("interrupted.conf");
     ASSERT_TRUE(held.is_valid());
-    EXPECT_EQ(run_in_child([] {
-                  struct sigaction action = {};
-                  action.sa_handler = interrupt;  // no SA_RESTART: flock fails with EINTR
-                  sigaction(SIGALRM, &action, nullptr);
-                  struct itimerval timer = {};
-                  timer.it_value.tv_usec = 50000;
-                  setitimer(ITIMER_REAL, &timer, nullptr);
-                  FileUtils::ScopedFileLock lock("interrupted.conf");
-                  return !lock.is_valid();
-              }),
-              0);
+    EXPECT_IN_CHILD([] {
+        struct sigaction action = {};
+        action.sa_handler = interrupt;  // no SA_RESTART: flock fails with EINTR
+        sigaction(SIGALRM, &action, nullptr);
+        struct itimerval timer = {};
+        timer.it_value.tv_usec = 50000;
+        setitimer(ITIMER_REAL, &timer, nullptr);
+        FileUtils::ScopedFileLock lock("interrupted.conf");
+        return !lock.is_valid();
+    });
     EXPECT_TRUE(exists_no_follow(held.filename));
 }
 
 // A process that dies holding the lock blocks nobody.
 TEST(AcquireLockTest, LockOfADeadProcessBlocksNobody) {
     const std::string stale = lock_file("stale.lock");
-    EXPECT_EQ(run_in_child([&] { return fileutils_acquirelock(stale.c_str(), 1) >= 0; }), 0);
+    EXPECT_IN_CHILD([&] { return fileutils_acquirelock(stale.c_str(), 1) >= 0; });
     EXPECT_TRUE(exists_no_follow(stale));
     EXPECT_TRUE(FileUtils::ScopedFileLock("stale").is_valid());
     EXPECT_FALSE(exists_no_follow(stale));

@@ -132,7 +132,7 @@ inline int run_unprivileged(const std::function<bool()>& body) {
 }
 
 // The temporary and lock directories of the whole test program (registered
-// once, in tempfiles_test.cc). The library reads QOR_TMP_DIR and QOR_LOCK_DIR
+// once, in file_lock_test.cc). The library reads QOR_TMP_DIR and QOR_LOCK_DIR
 // once per process, so they are set before the first test runs.
 class TestDirectories : public testing::Environment {
   public:
@@ -165,6 +165,9 @@ class TestDirectories : public testing::Environment {
             return false;                                                            \
         }                                                                            \
     } while (0)
+
+// Runs a child body and expects it to return true.
+#define EXPECT_IN_CHILD(...) EXPECT_EQ(::files_test::run_in_child(__VA_ARGS__), 0)
 
 // Runs a child body unprivileged; skips the test where the child could not
 // leave root.

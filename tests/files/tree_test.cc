@@ -120,12 +120,11 @@ TEST_F(FileKinds, DirectoryContentsSortsEntriesByKind) {
     EXPECT_EQ(sorted(contents.file_links), Names{"file_link"});
     EXPECT_EQ(sorted(contents.dir_links), (Names{"dir_link", "to_outside_dir"}));
     EXPECT_EQ(sorted(contents.others), (Names{"dangling", "fifo", "relative", "to_pipe"}));
-    EXPECT_EQ(run_in_child([&] {
-                  CHILD_CHECK(chdir(tree.root().c_str()) == 0);
-                  const DirectoryContents here(tree.root());
-                  return sorted(here.file_links) == Names{"file_link", "relative"};
-              }),
-              0);
+    EXPECT_IN_CHILD([&] {
+        CHILD_CHECK(chdir(tree.root().c_str()) == 0);
+        const DirectoryContents here(tree.root());
+        return sorted(here.file_links) == Names{"file_link", "relative"};
+    });
 }
 
 TEST(DirectoryContentsTest, FailuresAndAnEmptyDirectoryLeaveEveryListEmpty) {
@@ -154,13 +153,12 @@ TEST(DirectoryContentsTest, FailuresAndAnEmptyDirectoryLeaveEveryListEmpty) {
 TEST(DirectoryQueryTest, RemovedWorkingDirectoryFailsWithGetcwdAndClearsOut) {
     TempTree tree;
     const std::string gone = tree.dir("gone");
-    EXPECT_EQ(run_in_child([&] {
-                  CHILD_CHECK(chdir(gone.c_str()) == 0 && rmdir(gone.c_str()) == 0);
-                  std::string out = "old";
-                  CHILD_CHECK(getWorkingDirectory(out).status == STATUS_GETCWD_FAILED);
-                  return out.empty();
-              }),
-              0);
+    EXPECT_IN_CHILD([&] {
+        CHILD_CHECK(chdir(gone.c_str()) == 0 && rmdir(gone.c_str()) == 0);
+        std::string out = "old";
+        CHILD_CHECK(getWorkingDirectory(out).status == STATUS_GETCWD_FAILED);
+        return out.empty();
+    });
 }
 
 TEST(TreeTest, StatusOfEachOperation) {
@@ -214,12 +212,11 @@ TEST(TreeTest, ModesFollowTheArgumentAndTheUmask) {
                                       std::pair{ACCESSMODE_RWX_OWNER_RX_ALL, 0755u}}) {
         EXPECT_TRUE(setAccess(file, mode).is_success() && permissions(file) == bits) << bits;
     }
-    EXPECT_EQ(run_in_child([&] {
-                  umask(077);
-                  return makeDir(tree.path("private"), ACCESSMODE_RWX_OWNER_RX_ALL).is_success() &&
-                         permissions(tree.path("private")) == 0700;
-              }),
-              0);
+    EXPECT_IN_CHILD([&] {
+        umask(077);
+        return makeDir(tree.path("private"), ACCESSMODE_RWX_OWNER_RX_ALL).is_success() &&
+               permissions(tree.path("private")) == 0700;
+    });
 }
 
 // Another user may set the mode only where it is right already.
@@ -317,16 +314,15 @@ TEST(TreeTest, CopyFileCopiesBytesWithMode0644AndNamesTheFailingSide) {
     const std::string unreachable = tree.path("no/such/dest");
     chmod(source.c_str(), 0700);
     chmod(locked.c_str(), 0);
-    EXPECT_EQ(run_in_child([&] {
-                  umask(077);
-                  for (const std::string& from : {source, empty}) {
-                      const std::string dest = from + "_copy";
-                      CHILD_CHECK(copyFile(from, dest, false).status == STATUS_SUCCESS);
-                      CHILD_CHECK(read_all(dest) == read_all(from) && permissions(dest) == 0644);
-                  }
-                  return true;
-              }),
-              0);
+    EXPECT_IN_CHILD([&] {
+        umask(077);
+        for (const std::string& from : {source, empty}) {
+            const std::string dest = from + "_copy";
+            CHILD_CHECK(copyFile(from, dest, false).status == STATUS_SUCCESS);
+            CHILD_CHECK(read_all(dest) == read_all(from) && permissions(dest) == 0644);
+        }
+        return true;
+    });
     EXPECT_EQ(permissions(source), 0700u);
     struct Case {
         std::string from, to;
