@@ -4,8 +4,8 @@
 #include <signal.h>
 #include <sys/time.h>
 
-#include <memory>
 #include <cstring>
+#include <memory>
 
 #include "files/temp_tree.h"
 #include "files/tempfiles_internal.h"
@@ -321,7 +321,8 @@ TEST(FileLockStressTest, ProcessesNeverLoseAnIncrement) {
             char* end = nullptr;
             const long value = strtol(text.c_str(), &end, 10);
             if (text.empty() || *end != '\0') return 3;
-            if (!FileUtils::writeFile(counter, std::to_string(value + 1), true).is_success()) return 4;
+            if (!FileUtils::writeFile(counter, std::to_string(value + 1), true).is_success())
+                return 4;
         }
         return 0;
     }));

@@ -133,8 +133,8 @@ TEST(DirectoryContentsTest, FailuresAndAnEmptyDirectoryLeaveEveryListEmpty) {
     const std::string file = tree.file("closed/inside");
     chmod(closed.c_str(), 0);
     const std::pair<std::string, int> cases[] = {
-        {empty, STATUS_SUCCESS},          {"", STATUS_INVALID_ARGUMENT},
-        {file, STATUS_OPENDIR_FAILED},    {tree.path("missing"), STATUS_OPENDIR_FAILED},
+        {empty, STATUS_SUCCESS},         {"", STATUS_INVALID_ARGUMENT},
+        {file, STATUS_OPENDIR_FAILED},   {tree.path("missing"), STATUS_OPENDIR_FAILED},
         {closed, STATUS_OPENDIR_FAILED},  // only without privileges
     };
     tree.open_to_all();
@@ -208,8 +208,8 @@ TEST(TreeTest, StatusOfEachOperation) {
 TEST(TreeTest, ModesFollowTheArgumentAndTheUmask) {
     TempTree tree;
     const std::string file = tree.file("file");
-    for (const auto& [mode, bits] : {std::pair{ACCESSMODE_RW_ALL, 0666u},
-                                      std::pair{ACCESSMODE_RWX_OWNER_RX_ALL, 0755u}}) {
+    for (const auto& [mode, bits] :
+         {std::pair{ACCESSMODE_RW_ALL, 0666u}, std::pair{ACCESSMODE_RWX_OWNER_RX_ALL, 0755u}}) {
         EXPECT_TRUE(setAccess(file, mode).is_success() && permissions(file) == bits) << bits;
     }
     EXPECT_IN_CHILD([&] {
