@@ -277,13 +277,11 @@ TEST(GetConfigValueTest, GivesTextOrTheIntegerOrTheDefault) {
     EXPECT_EQ("x y", ConfigUtils::getConfigValue(path, "a"));
     EXPECT_EQ("", ConfigUtils::getConfigValue(path, "b") +
                       ConfigUtils::getConfigValue(dir.path("missing.conf"), "a"));
-    const struct {
-        const char* key;
-        int expected;
-    } cases[] = {{"missing", 7}, {"empty", 7}, {"letters", 7},          {"mixed", 12},
-                 {"signed", -3}, {"huge", 7},  {"low", -2147483647 - 1}};
+    const std::pair<const char*, int> cases[] = {
+        {"missing", 7}, {"empty", 7}, {"letters", 7},          {"mixed", 12},
+        {"signed", -3}, {"huge", 7},  {"low", -2147483647 - 1}};
     for (const auto& c : cases)
-        EXPECT_EQ(c.expected, ConfigUtils::getConfigValue(path, c.key, 7)) << c.key;
+        EXPECT_EQ(c.second, ConfigUtils::getConfigValue(path, c.first, 7)) << c.first;
     EXPECT_EQ(7, ConfigUtils::getConfigValue(dir.path("missing.conf"), "mixed", 7));
 }
 

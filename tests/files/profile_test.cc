@@ -213,27 +213,26 @@ TEST_F(Profiles, SetCurrentProfileEntersTheProfileThatDotcurrentEndsUpNaming) {
     make_profile("a", "Zulu\n", true);
     make_profile("b", "Alpha\n");
     make_profile("c", "Mike\n", true);
-    const struct {
-        const char* dotcurrent;  // null: no .current
-        const char* entered;
-    } cases[] = {{"  c\n", "c"},   {"a-without\n", "b"}, {"b\n", "b"},
-                 {"ghost\n", "b"}, {" \n\n", "b"},       {nullptr, "b"}};
-    for (const auto& c : cases) {
-        const std::string name = c.dotcurrent != nullptr ? c.dotcurrent : "(none)";
+    // .current (null: none), the profile entered.
+    const std::pair<const char*, const char*> cases[] = {{"  c\n", "c"}, {"a-without\n", "b"},
+                                                         {"b\n", "b"},   {"ghost\n", "b"},
+                                                         {" \n\n", "b"}, {nullptr, "b"}};
+    for (const auto& [text, entered] : cases) {
+        const std::string name = text != nullptr ? text : "(none)";
         unlink(dotcurrent().c_str());
-        if (c.dotcurrent != nullptr) write_text(dotcurrent(), c.dotcurrent);
+        if (text != nullptr) write_text(dotcurrent(), text);
         // The flat function enters the profile even where the path is cut (0).
         char small[4] = "old";
         EXPECT_EQ(0, profileutils_set_current_profile(small, sizeof small)) << name;
         EXPECT_EQ(root_.substr(0, 3), small) << name;
-        EXPECT_EQ(real(root_ + c.entered), cwd()) << name;
-        EXPECT_EQ(*c.entered == 'c' ? c.dotcurrent : "b\n", read_all(dotcurrent())) << name;
-        if (*c.entered == 'b') EXPECT_EQ(0666u, permissions(dotcurrent())) << name;
+        EXPECT_EQ(real(root_ + entered), cwd()) << name;
+        EXPECT_EQ(*entered == 'c' ? text : "b\n", read_all(dotcurrent())) << name;
+        if (*entered == 'b') EXPECT_EQ(0666u, permissions(dotcurrent())) << name;
         std::filesystem::current_path(saved_cwd_);
         std::string out = "old";
         ASSERT_TRUE(ProfileUtils::set_current_profile(out)) << name;
-        EXPECT_EQ(root_ + c.entered + "/hip.conf", out) << name;
-        EXPECT_EQ(real(root_ + c.entered), cwd()) << name;
+        EXPECT_EQ(root_ + entered + "/hip.conf", out) << name;
+        EXPECT_EQ(real(root_ + entered), cwd()) << name;
         char large[4096];
         EXPECT_EQ(1, profileutils_set_current_profile(large, sizeof large)) << name;
         EXPECT_EQ(out, large) << name;
