@@ -32,11 +32,19 @@ class FileKinds : public testing::Test {
     const std::string dangling = tree.path("dangling"), missing = tree.path("missing");
 };
 
-Names sorted(const StringVector& list) {
-    Names names;
-    for (int i = 0; i < list.size(); ++i) names.push_back(list.fetch(i));
-    std::sort(names.begin(), names.end());
-    return names;
+// The five lists of `d` (files, directories, file links, directory links,
+// others), each sorted and joined by blanks, and joined by "|".
+std::string listed(const DirectoryContents& d) {
+    std::string out;
+    for (const StringVector* list :
+         {&d.files, &d.directories, &d.file_links, &d.dir_links, &d.others}) {
+        Names names;
+        for (int i = 0; i < list->size(); ++i) names.push_back(list->fetch(i));
+        std::sort(names.begin(), names.end());
+        for (std::size_t i = 0; i < names.size(); ++i) out += (i > 0 ? " " : "") + names[i];
+        if (list != &d.others) out += "|";
+    }
+    return out;
 }
 
 }  // namespace
@@ -44,25 +52,21 @@ Names sorted(const StringVector& list) {
 // The queries follow links; a dangling link is nothing, an empty path never
 // the current directory.
 TEST_F(FileKinds, QueriesFollowLinksAndSeeDanglingLinksAsNothing) {
+    // Each path, what pathExists, fileExists, dirExists and fifoExists say
+    // ("p", "f", "d", "F" for true), and its size (-2: a directory, whose
+    // size depends on the file system).
     const struct {
-        std::string path;
-        bool path_exists, file_exists, dir_exists, fifo_exists;
+        std::string path, kinds;
         long size;
-    } cases[] = {
-        {file, true, true, false, false, 5},        {empty, true, true, false, false, 0},
-        {dir, true, false, true, false, -2},        {fifo, true, false, false, true, 0},
-        {file_link, true, true, false, false, 5},   {dir_link, true, false, true, false, -2},
-        {dangling, false, false, false, false, -1}, {missing, false, false, false, false, -1},
-        {"", false, false, false, false, -1},
-    };
+    } cases[] = {{file, "pf", 5},    {empty, "pf", 0},     {dir, "pd", -2},
+                 {fifo, "pF", 0},    {file_link, "pf", 5}, {dir_link, "pd", -2},
+                 {dangling, "", -1}, {missing, "", -1},    {"", "", -1}};
     for (const auto& c : cases) {
-        EXPECT_EQ(pathExists(c.path), c.path_exists) << c.path;
-        EXPECT_EQ(fileExists(c.path), c.file_exists) << c.path;
-        EXPECT_EQ(dirExists(c.path), c.dir_exists) << c.path;
-        EXPECT_EQ(fifoExists(c.path), c.fifo_exists) << c.path;
-        if (c.size != -2) {  // -2: a directory, whose size depends on the file system
-            EXPECT_EQ(getFileSize(c.path), c.size) << c.path;
-        }
+        const std::string kinds = std::string(pathExists(c.path) ? "p" : "") +
+                                  (fileExists(c.path) ? "f" : "") + (dirExists(c.path) ? "d" : "") +
+                                  (fifoExists(c.path) ? "F" : "");
+        EXPECT_EQ(kinds, c.kinds) << c.path;
+        if (c.size != -2) EXPECT_EQ(getFileSize(c.path), c.size) << c.path;
     }
     EXPECT_EQ(getFileModifiedDate(""), 0);
     EXPECT_FALSE(fileIsRecent("", 1000000000L));
@@ -112,17 +116,14 @@ TEST_F(FileKinds, DirectoryContentsSortsEntriesByKind) {
     tree.link("file", "relative");
     tree.file(".hidden");
     const DirectoryContents contents(tree.root());
-    EXPECT_EQ(contents.status, STATUS_SUCCESS);
-    EXPECT_EQ(contents.path, tree.root());
-    EXPECT_EQ(sorted(contents.files), (Names{".hidden", "empty", "file"}));
-    EXPECT_EQ(sorted(contents.directories), Names{"dir"});
-    EXPECT_EQ(sorted(contents.file_links), Names{"file_link"});
-    EXPECT_EQ(sorted(contents.dir_links), (Names{"dir_link", "to_outside_dir"}));
-    EXPECT_EQ(sorted(contents.others), (Names{"dangling", "fifo", "relative", "to_pipe"}));
+    EXPECT_TRUE(contents.status == STATUS_SUCCESS && contents.path == tree.root());
+    const std::string lists = ".hidden empty file|dir|file_link|dir_link to_outside_dir|";
+    EXPECT_EQ(listed(contents), lists + "dangling fifo relative to_pipe");
     EXPECT_IN_CHILD([&] {
-        CHILD_CHECK(chdir(tree.root().c_str()) == 0);
-        const DirectoryContents here(tree.root());
-        return sorted(here.file_links) == Names{"file_link", "relative"};
+        return chdir(tree.root().c_str()) == 0 &&
+               listed(DirectoryContents(tree.root())) ==
+                   ".hidden empty file|dir|file_link relative|dir_link to_outside_dir|dangling "
+                   "fifo to_pipe";
     });
 }
 
@@ -140,10 +141,7 @@ TEST(DirectoryContentsTest, FailuresAndAnEmptyDirectoryLeaveEveryListEmpty) {
     EXPECT_UNPRIVILEGED([&] {
         for (const auto& c : cases) {
             const DirectoryContents d(c.first);
-            CHILD_CHECK(d.status == c.second && d.path == c.first);
-            CHILD_CHECK(d.files.size() + d.directories.size() + d.file_links.size() +
-                            d.dir_links.size() + d.others.size() ==
-                        0);
+            CHILD_CHECK(d.status == c.second && d.path == c.first && listed(d) == "||||");
         }
         return true;
     });
