@@ -57,18 +57,16 @@ TEST(ParseConfigLineTest, SplitsKeyValueAndCommentOrLeavesTheOutputsAlone) {
         {" \t \r", '=', false, "", "", ""},
     };
     for (const auto& c : cases) {
-        const std::string name = testing::PrintToString(std::string(c.line)) + " sep " +
-                                 testing::PrintToString(c.separator);
+        SCOPED_TRACE(testing::PrintToString(std::string(c.line)) + " sep " +
+                     testing::PrintToString(c.separator));
         std::string line = c.line, key = "old", value = "old", comment = "old";
         EXPECT_EQ(c.setting,
-                  ConfigUtils::parseConfigKeyValue(line, key, value, comment, c.separator))
-            << name;
+                  ConfigUtils::parseConfigKeyValue(line, key, value, comment, c.separator));
         // Whatever the result, the line loses its left blanks in place.
         const std::size_t text = std::string(c.line).find_first_not_of(" \t\r");
-        EXPECT_EQ(text == std::string::npos ? "" : std::string(c.line + text), line) << name;
-        EXPECT_EQ(c.setting ? c.key : "old", key) << name;
-        EXPECT_EQ(c.setting ? c.value : "old", value) << name;
-        EXPECT_EQ(c.setting ? c.comment : "old", comment) << name;
+        EXPECT_EQ(text == std::string::npos ? "" : std::string(c.line + text), line);
+        const std::string parts = std::string(c.key) + "|" + c.value + "|" + c.comment;
+        EXPECT_EQ(c.setting ? parts : "old|old|old", key + "|" + value + "|" + comment);
     }
 }
 
