@@ -212,10 +212,9 @@ TEST(PanicReport, TwoThreadsCrashingAtOnceGiveOneReport) {
         pthread_join(first, nullptr);
     });
     EXPECT_TRUE(crash.killed_by(SIGILL) || crash.killed_by(SIGSEGV)) << crash.status;
-    size_t first = crash.err.find("caught signal");
-    if (first != std::string::npos) {
+    const size_t first = crash.err.find("caught signal");
+    if (first != std::string::npos)
         EXPECT_EQ(crash.err.find("caught signal", first + 1), std::string::npos) << crash.err;
-    }
     if (crash.killed_by(SIGILL)) expect_whole_report(crash.err);
 }
 
