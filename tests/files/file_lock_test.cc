@@ -36,15 +36,11 @@ char wait_for_byte(int fd, int timeout_ms) {
 bool waits_for_flock(pid_t pid) {
     std::ifstream table("/proc/locks");
     const std::string mark = "FLOCK  ADVISORY  WRITE " + std::to_string(pid) + " ";
-    for (std::string line; std::getline(table, line);) {
-        if (line.find("->") != std::string::npos && line.find(mark) != std::string::npos) {
+    for (std::string line; std::getline(table, line);)
+        if (line.find("->") != std::string::npos && line.find(mark) != std::string::npos)
             return true;
-        }
-    }
     return false;
 }
-
-void interrupt(int) {}
 
 }  // namespace
 
@@ -229,7 +225,7 @@ TEST(ScopedFileLockTest, SignalDuringTheWaitGivesAnInvalidLock) {
     ASSERT_TRUE(held.is_valid());
     EXPECT_IN_CHILD([] {
         struct sigaction action = {};
-        action.sa_handler = interrupt;  // no SA_RESTART: flock fails with EINTR
+        action.sa_handler = [](int) {};  // no SA_RESTART: flock fails with EINTR
         sigaction(SIGALRM, &action, nullptr);
         struct itimerval timer = {};
         timer.it_value.tv_usec = 50000;
@@ -271,8 +267,7 @@ TEST(AcquireLockTest, WaiterOnAReleasedFileDoesNotShareTheLockWithANewcomer) {
     auto first = std::make_unique<FileUtils::ScopedFileLock>(protected_path);
     ASSERT_TRUE(first->is_valid());
     int report[2], done[2];
-    ASSERT_EQ(pipe(report), 0);
-    ASSERT_EQ(pipe(done), 0);
+    ASSERT_TRUE(pipe(report) == 0 && pipe(done) == 0);
     fflush(nullptr);
     const pid_t waiter = fork();
     if (waiter == 0) {
