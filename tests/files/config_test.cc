@@ -30,10 +30,7 @@ TEST(ParseConfigLineTest, SplitsKeyValueAndCommentOrLeavesTheOutputsAlone) {
         const char *key, *value, *comment;
     } cases[] = {
         // Settings: key and value trimmed, comment from the '#' to the end.
-        {"a = 1", '=', true, "a", "1", ""},
-        {"a=1   # one", '=', true, "a", "1", " # one"},
         {"  key\t=  spaced value \t#  c  ", '=', true, "key", "spaced value", " #  c  "},
-        {"a=1 #", '=', true, "a", "1", " #"},
         {"a=1\r", '=', true, "a", "1", ""},
         {"=v", '=', true, "", "v", ""},
         {"a=", '=', true, "a", "", ""},
@@ -45,7 +42,6 @@ TEST(ParseConfigLineTest, SplitsKeyValueAndCommentOrLeavesTheOutputsAlone) {
         // Quotes: one matching outer pair goes, nothing else.
         {"a=\"\"", '=', true, "a", "", ""},
         {"a=\"", '=', true, "a", "\"", ""},
-        {"a='x\"", '=', true, "a", "'x\"", ""},
         {"a=''x''", '=', true, "a", "'x'", ""},
         {"a = \" x y \" # c", '=', true, "a", " x y ", " # c"},
         {"a=\"x#y\"", '=', true, "a", "\"x", " #y\""},
@@ -58,30 +54,25 @@ TEST(ParseConfigLineTest, SplitsKeyValueAndCommentOrLeavesTheOutputsAlone) {
         {"   # a=1", '=', false, "", "", ""},
         {"no separator here", '=', false, "", "", ""},
         {"a=1", ':', false, "", "", ""},
-        {"", '=', false, "", "", ""},
         {" \t \r", '=', false, "", "", ""},
     };
     for (const auto& c : cases) {
-        const std::string name = testing::PrintToString(std::string(c.line)) + " sep " +
-                                 testing::PrintToString(c.separator);
+        SCOPED_TRACE(testing::PrintToString(std::string(c.line)) + " sep " +
+                     testing::PrintToString(c.separator));
         std::string line = c.line, key = "old", value = "old", comment = "old";
         EXPECT_EQ(c.setting,
-                  ConfigUtils::parseConfigKeyValue(line, key, value, comment, c.separator))
-            << name;
+                  ConfigUtils::parseConfigKeyValue(line, key, value, comment, c.separator));
         // Whatever the result, the line loses its left blanks in place.
         const std::size_t text = std::string(c.line).find_first_not_of(" \t\r");
-        EXPECT_EQ(text == std::string::npos ? "" : std::string(c.line + text), line) << name;
-        EXPECT_EQ(c.setting ? c.key : "old", key) << name;
-        EXPECT_EQ(c.setting ? c.value : "old", value) << name;
-        EXPECT_EQ(c.setting ? c.comment : "old", comment) << name;
+        EXPECT_EQ(text == std::string::npos ? "" : std::string(c.line + text), line);
+        const std::string parts = std::string(c.key) + "|" + c.value + "|" + c.comment;
+        EXPECT_EQ(c.setting ? parts : "old|old|old", key + "|" + value + "|" + comment);
     }
 }
 
 TEST(RenderConfigLineTest, JoinsKeySeparatorAndValueAsTheyAre) {
     std::string out = "old";
-    EXPECT_EQ("k=v", ConfigUtils::renderConfigLine(out, "k", "v", '='));
     EXPECT_EQ(" k :\"v\"", ConfigUtils::renderConfigLine(out, " k ", "\"v\"", ':'));
-    EXPECT_EQ("k=", ConfigUtils::renderConfigLine(out, "k", "", '='));
 }
 
 TEST(GetConfigTest, AddsToTheMapAndTheLaterLineOfAKeyWins) {
@@ -121,17 +112,17 @@ TEST(ConfigFailureTest, EveryFailureGivesFalseAndChangesNothing) {
     ConfigMap config{{"kept", "yes"}};
     std::istringstream failed("a=1\n");
     failed.setstate(std::ios::failbit);
-    EXPECT_FALSE(ConfigUtils::getConfig(failed, config, '='));
     std::ifstream directory(dir.root());
     ASSERT_TRUE(directory.good());
-    EXPECT_FALSE(ConfigUtils::getConfig(directory, config, '='));
-    EXPECT_FALSE(ConfigUtils::getConfig(dir.root(), config, '='));
-    EXPECT_FALSE(ConfigUtils::getConfig(dir.path("missing.conf"), config, '='));
+    EXPECT_FALSE(ConfigUtils::getConfig(failed, config, '=') ||
+                 ConfigUtils::getConfig(directory, config, '=') ||
+                 ConfigUtils::getConfig(dir.root(), config, '=') ||
+                 ConfigUtils::getConfig(dir.path("missing.conf"), config, '='));
     EXPECT_EQ((ConfigMap{{"kept", "yes"}}), config);
     const std::string nowhere = dir.path("no/such.conf");
-    EXPECT_FALSE(ConfigUtils::writeConfig(nowhere, ConfigMap{{"a", "1"}}, '='));
-    EXPECT_FALSE(ConfigUtils::setConfigValue(nowhere, "key", "value"));
-    EXPECT_FALSE(ConfigUtils::removeConfigValue(dir.path("missing.conf"), "key", '='));
+    EXPECT_FALSE(ConfigUtils::writeConfig(nowhere, ConfigMap{{"a", "1"}}, '=') ||
+                 ConfigUtils::setConfigValue(nowhere, "key", "value") ||
+                 ConfigUtils::removeConfigValue(dir.path("missing.conf"), "key", '='));
     const std::string text("a=1\n\0binary\nb=2\n", 16);
     const std::string path = dir.file("test.conf", text);
     EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"a", "5"}}, '='));
@@ -145,7 +136,7 @@ TEST(ConfigFailureTest, FifoAtTheConfigPathIsRefusedWithoutBlocking) {
     TempTree dir;
     const std::string fifo = dir.path("pipe.conf"), file = dir.file("plain", "a=1\n");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    const auto refused = [&] {
+    EXPECT_IN_CHILD([&] {
         alarm(30);
         ConfigMap config;
         std::vector<std::string> lines;
@@ -160,8 +151,7 @@ TEST(ConfigFailureTest, FifoAtTheConfigPathIsRefusedWithoutBlocking) {
         CHILD_CHECK(FileUtils::writeFile(fifo, "x", true).status == STATUS_OPEN_FAILED);
         CHILD_CHECK(FileUtils::copyFile(fifo, file, true).status == STATUS_OPEN_FAILED);
         return FileUtils::copyFile(file, fifo, true).status == STATUS_OPEN_FAILED;
-    };
-    EXPECT_EQ(0, run_in_child(refused));
+    });
 }
 
 // A line end in a value, or a separator, '#' or line end in a key, would
@@ -175,8 +165,9 @@ TEST(ConfigFailureTest, KeysAndValuesThatWouldInjectASettingAreRefused) {
         {"role\r", "admin"},       {"role=admin", ""},        {"#role", "admin"},
     };
     for (const auto& c : cases) {
-        EXPECT_FALSE(ConfigUtils::setConfigValue(path, c.first, c.second)) << c.first;
-        EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"role", "user"}, c}, '='));
+        EXPECT_FALSE(ConfigUtils::setConfigValue(path, c.first, c.second) ||
+                     ConfigUtils::writeConfig(path, ConfigMap{{"role", "user"}, c}, '='))
+            << c.first;
         EXPECT_EQ(0, configutils_writeconfig(path.c_str(), c.first.c_str(), c.second.c_str()));
     }
     EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"role", "user"}, {"a:b", "c"}}, ':'));
@@ -225,7 +216,6 @@ TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
         {"other separator", "host: example.org\nurl : http://h:80/\nother=1\n",
          write({{"host", "example.net"}, {"url", "http://h:80/"}}, ':'),
          "host:example.net\nurl:http://h:80/\nother=1\n"},
-        {"set on no file", "", set("key", "value"), "key=value\n"},
         {"set empty on no file", "", set("key", ""), nullptr},
         {"set changes its line", "# c\nkey = old # note\nother=1\n", set("key", "new"),
          "# c\nkey=new # note\nother=1\n"},
@@ -243,11 +233,9 @@ TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
         unlink(path.c_str());
         if (!c.before.empty()) write_text(path, c.before);
         EXPECT_TRUE(c.op(path)) << c.name;
-        if (c.after == nullptr) {
-            EXPECT_FALSE(exists_no_follow(path)) << c.name;
-        } else {
-            EXPECT_EQ(c.after, read_all(path)) << c.name;
-        }
+        EXPECT_EQ(c.after == nullptr ? "(none)" : c.after,
+                  exists_no_follow(path) ? read_all(path) : "(none)")
+            << c.name;
     }
 }
 
@@ -285,16 +273,13 @@ TEST(GetConfigValueTest, GivesTextOrTheIntegerOrTheDefault) {
                                       "mixed=12abc\nsigned= -3\nhuge=99999999999\n"
                                       "low=-2147483648\n");
     EXPECT_EQ("x y", ConfigUtils::getConfigValue(path, "a"));
-    EXPECT_EQ("", ConfigUtils::getConfigValue(path, "b"));
-    EXPECT_EQ("", ConfigUtils::getConfigValue(dir.path("missing.conf"), "a"));
-    const struct {
-        const char* key;
-        int expected;
-    } cases[] = {{"missing", 7}, {"empty", 7}, {"letters", 7},          {"mixed", 12},
-                 {"signed", -3}, {"huge", 7},  {"low", -2147483647 - 1}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(c.expected, ConfigUtils::getConfigValue(path, c.key, 7)) << c.key;
-    }
+    EXPECT_EQ("", ConfigUtils::getConfigValue(path, "b") +
+                      ConfigUtils::getConfigValue(dir.path("missing.conf"), "a"));
+    const std::pair<const char*, int> cases[] = {
+        {"missing", 7}, {"empty", 7}, {"letters", 7},          {"mixed", 12},
+        {"signed", -3}, {"huge", 7},  {"low", -2147483647 - 1}};
+    for (const auto& c : cases)
+        EXPECT_EQ(c.second, ConfigUtils::getConfigValue(path, c.first, 7)) << c.first;
     EXPECT_EQ(7, ConfigUtils::getConfigValue(dir.path("missing.conf"), "mixed", 7));
 }
 

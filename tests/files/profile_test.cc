@@ -26,14 +26,11 @@ TEST(ProfilePathsTest, FixedPathsAndRefusedArguments) {
     EXPECT_TRUE(gives(profileutils_file_in_profile(b, sizeof b, "a", nullptr), "0/etc/bu"));
     EXPECT_TRUE(gives(profileutils_file_in_current(b, sizeof b, ""), "0/etc/bu"));
     // The C++ functions clear their output, all but file_in_current.
-    std::string cleared = "old", kept = "old";
-    EXPECT_FALSE(ProfileUtils::profile_path(cleared, ""));
-    EXPECT_EQ("", cleared);
-    cleared = "old";
-    EXPECT_FALSE(ProfileUtils::file_in_profile(cleared, "", "hip.conf"));
-    EXPECT_EQ("", cleared);
-    EXPECT_FALSE(ProfileUtils::file_in_current(kept, ""));
-    EXPECT_EQ("old", kept);
+    std::string path = "old", file = "old", kept = "old";
+    EXPECT_FALSE(ProfileUtils::profile_path(path, "") ||
+                 ProfileUtils::file_in_profile(file, "", "hip.conf") ||
+                 ProfileUtils::file_in_current(kept, ""));
+    EXPECT_EQ("old", path + file + kept);
 }
 
 TEST(ProfileInfoTest, FindCaptionComparesWithCase) {
@@ -154,27 +151,21 @@ TEST_F(Profiles, FromProfiledirFromDotcurrentAndFromCaption) {
         EXPECT_EQ(c.caption, info.caption()) << c.path;
         EXPECT_EQ(c.valid ? c.path : info.path, info.path);
         EXPECT_EQ(c.title != nullptr ? c.title : "", info.dir_title()) << c.path;
-        if (c.caption == "profile") {
+        if (c.caption == "profile")
             EXPECT_EQ("profile\n", read_all(c.path + "/profile_name")) << c.path;
-        }
     }
     write_text(dotcurrent(), "\n  a  \n");
     ProfileInfo info;
-    info.from_dotcurrent();
-    EXPECT_TRUE(info.valid);
+    EXPECT_TRUE(info.from_dotcurrent().valid);
     EXPECT_EQ("a:Alpha", info.dir_title() + ":" + info.caption());
     // from_caption wants the caption exactly, and sees no hidden profile.
     make_profile("b", "  Beta \n");
     make_profile(".h", "Hidden\n");
-    info.from_caption("Beta");
-    EXPECT_TRUE(info.valid);
-    EXPECT_EQ("b", info.dir_title());
-    EXPECT_EQ(caption_file("b"), info.path);
+    EXPECT_TRUE(info.from_caption("Beta").valid);
+    EXPECT_EQ("b " + caption_file("b"), info.dir_title() + " " + info.path);
     for (const char* missing : {"beta", "Hidden", ""}) {
-        info.from_caption(missing);
-        EXPECT_FALSE(info.valid) << missing;
-        EXPECT_EQ(missing, info.caption());
-        EXPECT_EQ("", info.dir_title() + info.path);
+        EXPECT_FALSE(info.from_caption(missing).valid) << missing;
+        EXPECT_EQ(missing, info.caption() + info.dir_title() + info.path);
     }
 }
 
@@ -207,11 +198,10 @@ TEST_F(Profiles, DotCurrentSnapshotInEachStateOfDotcurrent) {
         if (c.dotcurrent != nullptr) write_text(dotcurrent(), c.dotcurrent);
         ProfileUtils::DotCurrentProfile snapshot;
         EXPECT_TRUE(snapshot.is_valid()) << c.name;
-        EXPECT_EQ(dotcurrent(), snapshot.dotcurrent_path()) << c.name;
         EXPECT_EQ(c.value, snapshot.dotcurrent_value()) << c.name;
         EXPECT_EQ(*c.dir == '\0' ? "" : root_ + c.dir, snapshot.currentprofile_dir()) << c.name;
         EXPECT_EQ(c.caption, snapshot.caption()) << c.name;
-        EXPECT_EQ(root_, snapshot.profiles_rootdir()) << c.name;
+        EXPECT_EQ(dotcurrent() + root_, snapshot.dotcurrent_path() + snapshot.profiles_rootdir());
     }
     EXPECT_FALSE(std::filesystem::exists(root_ + "nocap/profile_name"));
 }
@@ -223,29 +213,26 @@ TEST_F(Profiles, SetCurrentProfileEntersTheProfileThatDotcurrentEndsUpNaming) {
     make_profile("a", "Zulu\n", true);
     make_profile("b", "Alpha\n");
     make_profile("c", "Mike\n", true);
-    const struct {
-        const char* dotcurrent;  // null: no .current
-        const char* entered;
-    } cases[] = {{"  c\n", "c"},   {"a-without\n", "b"}, {"b\n", "b"},
-                 {"ghost\n", "b"}, {" \n\n", "b"},       {nullptr, "b"}};
-    for (const auto& c : cases) {
-        const std::string name = c.dotcurrent != nullptr ? c.dotcurrent : "(none)";
+    // .current (null: none), the profile entered.
+    const std::pair<const char*, const char*> cases[] = {{"  c\n", "c"}, {"a-without\n", "b"},
+                                                         {"b\n", "b"},   {"ghost\n", "b"},
+                                                         {" \n\n", "b"}, {nullptr, "b"}};
+    for (const auto& [text, entered] : cases) {
+        const std::string name = text != nullptr ? text : "(none)";
         unlink(dotcurrent().c_str());
-        if (c.dotcurrent != nullptr) write_text(dotcurrent(), c.dotcurrent);
+        if (text != nullptr) write_text(dotcurrent(), text);
         // The flat function enters the profile even where the path is cut (0).
         char small[4] = "old";
         EXPECT_EQ(0, profileutils_set_current_profile(small, sizeof small)) << name;
         EXPECT_EQ(root_.substr(0, 3), small) << name;
-        EXPECT_EQ(real(root_ + c.entered), cwd()) << name;
-        EXPECT_EQ(*c.entered == 'c' ? c.dotcurrent : "b\n", read_all(dotcurrent())) << name;
-        if (*c.entered == 'b') {
-            EXPECT_EQ(0666u, permissions(dotcurrent())) << name;
-        }
+        EXPECT_EQ(real(root_ + entered), cwd()) << name;
+        EXPECT_EQ(*entered == 'c' ? text : "b\n", read_all(dotcurrent())) << name;
+        if (*entered == 'b') EXPECT_EQ(0666u, permissions(dotcurrent())) << name;
         std::filesystem::current_path(saved_cwd_);
         std::string out = "old";
         ASSERT_TRUE(ProfileUtils::set_current_profile(out)) << name;
-        EXPECT_EQ(root_ + c.entered + "/hip.conf", out) << name;
-        EXPECT_EQ(real(root_ + c.entered), cwd()) << name;
+        EXPECT_EQ(root_ + entered + "/hip.conf", out) << name;
+        EXPECT_EQ(real(root_ + entered), cwd()) << name;
         char large[4096];
         EXPECT_EQ(1, profileutils_set_current_profile(large, sizeof large)) << name;
         EXPECT_EQ(out, large) << name;
@@ -254,8 +241,7 @@ TEST_F(Profiles, SetCurrentProfileEntersTheProfileThatDotcurrentEndsUpNaming) {
 
 TEST_F(Profiles, SetCurrentProfileWithoutAnyProfileOrRootFailsAndKeepsDotcurrent) {
     std::string out = "old";
-    EXPECT_FALSE(ProfileUtils::set_current_profile(out));
-    EXPECT_FALSE(std::filesystem::exists(dotcurrent()));
+    EXPECT_FALSE(ProfileUtils::set_current_profile(out) || exists_no_follow(dotcurrent()));
     char buffer[32] = "untouched";
     EXPECT_EQ(0, profileutils_set_current_profile(buffer, sizeof buffer));
     EXPECT_STREQ("untouched", buffer);
@@ -264,8 +250,7 @@ TEST_F(Profiles, SetCurrentProfileWithoutAnyProfileOrRootFailsAndKeepsDotcurrent
     EXPECT_EQ("ghost\n", read_all(dotcurrent()));
     EXPECT_EQ(saved_cwd_, cwd());
     ProfileUtils::internal::override_paths(dir_.path("missing"), dir_.path("bulwin"));
-    EXPECT_FALSE(ProfileUtils::set_current_profile(out));
-    EXPECT_FALSE(std::filesystem::exists(dir_.path("missing")));
+    EXPECT_FALSE(ProfileUtils::set_current_profile(out) || exists_no_follow(dir_.path("missing")));
     std::vector<ProfileInfo*> list{new ProfileInfo()};
     ClearVectorPolicy<ProfileInfo> free_list(list);
     EXPECT_FALSE(ProfileInfo::load_profiles(list));
@@ -313,12 +298,11 @@ TEST_F(Profiles, NamesThatAreNotOnePathComponentAreRefused) {
     write_text(outside + "/hip.conf", "a=1\n");
     for (const char* bad : {"..", ".", "../outside", "a/../../outside", "/tmp"}) {
         std::string out = "old";
-        EXPECT_FALSE(ProfileUtils::profile_path(out, bad)) << bad;
-        EXPECT_FALSE(ProfileUtils::file_in_profile(out, "a", bad)) << bad;
-        EXPECT_FALSE(ProfileUtils::file_in_current(out, bad)) << bad;
-        EXPECT_FALSE(ProfileUtils::write_dot_current(bad)) << bad;
-        ProfileInfo info;
-        EXPECT_FALSE(info.from_profiledir(bad).valid) << bad;
+        EXPECT_FALSE(
+            ProfileUtils::profile_path(out, bad) || ProfileUtils::file_in_profile(out, "a", bad) ||
+            ProfileUtils::file_in_current(out, bad) || ProfileUtils::write_dot_current(bad) ||
+            ProfileInfo().from_profiledir(bad).valid)
+            << bad;
     }
     EXPECT_FALSE(exists_no_follow(outside + "/profile_name"));
     write_text(dotcurrent(), "../outside\n");

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -30,9 +31,7 @@ inline void write_text(const std::string& path, const std::string& text) {
 
 inline std::string read_all(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
+    return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 inline bool exists_no_follow(const std::string& path) {
@@ -132,7 +131,7 @@ inline int run_unprivileged(const std::function<bool()>& body) {
 }
 
 // The temporary and lock directories of the whole test program (registered
-// once, in tempfiles_test.cc). The library reads QOR_TMP_DIR and QOR_LOCK_DIR
+// once, in file_lock_test.cc). The library reads QOR_TMP_DIR and QOR_LOCK_DIR
 // once per process, so they are set before the first test runs.
 class TestDirectories : public testing::Environment {
   public:
@@ -165,6 +164,9 @@ class TestDirectories : public testing::Environment {
             return false;                                                            \
         }                                                                            \
     } while (0)
+
+// Runs a child body and expects it to return true.
+#define EXPECT_IN_CHILD(...) EXPECT_EQ(::files_test::run_in_child(__VA_ARGS__), 0)
 
 // Runs a child body unprivileged; skips the test where the child could not
 // leave root.
