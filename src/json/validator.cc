@@ -1,3 +1,4 @@
+// JsonValidator: checks a document against a schema, messages collected per key.
 #include <stdexcept>
 #include <string>
 

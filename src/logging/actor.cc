@@ -1,3 +1,4 @@
+// The actor base classes: Actor, ActorContext, ActorFactory.
 #include "qorbasic/actors.h"
 
 namespace {

@@ -1,3 +1,4 @@
+// The console, null and system log emitter actors.
 #include "logging/emitter_actors.h"
 
 #include <cstdio>

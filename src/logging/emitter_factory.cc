@@ -1,3 +1,4 @@
+// EmitterFactory: the emitter actors made by class name.
 #include "logging/emitter_actors.h"
 #include "logging/rotated_file_emitter.h"
 

@@ -1,3 +1,4 @@
+// RotatedFileEmitterActor: dated log files per period, and the retention scrub.
 #include "logging/rotated_file_emitter.h"
 
 #include <dirent.h>

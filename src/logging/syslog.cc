@@ -1,3 +1,4 @@
+// The qor_syslog_ functions, a thin wrapper of the system log.
 #include <syslog.h>
 
 #include "logging/emitter_actors.h"

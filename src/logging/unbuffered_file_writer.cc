@@ -1,3 +1,4 @@
+// UnbufferedFileWriter: a log file written line by line with no buffer of its own.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

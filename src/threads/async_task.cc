@@ -1,3 +1,4 @@
+// AsyncTask: the start, stop and complete lifecycle of a task.
 #include "logging/library_log.h"
 #include "qorbasic/tasks.h"
 

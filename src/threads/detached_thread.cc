@@ -1,3 +1,4 @@
+// DetachedThread: a worker loop on a thread of its own, with a startup handshake.
 #include <pthread.h>
 #include <time.h>
 

@@ -1,3 +1,4 @@
+// SimplePointerQueue: a first-in-first-out queue of pointers in fixed pages.
 #include <new>
 
 #include "qorbasic/log.h"

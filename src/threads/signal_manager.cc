@@ -1,3 +1,4 @@
+// SignalManager: signals latched by the handler and dispatched by checkSignals.
 #include <signal.h>
 
 #include <atomic>
