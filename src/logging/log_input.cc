@@ -91,7 +91,7 @@ void LogInput::processMessage(BasicLog::LogMessage* message) {
     // In queued mode the queue owns the message once it took it; one that
     // it refuses (out of memory) is lost here, silently.
     if (use_queue_ && queue_->insert(owned.get())) {
-        owned.release();
+        static_cast<void>(owned.release());  // the queue owns it now
         if (wake_ != nullptr) wake_->wake();
     }
 }

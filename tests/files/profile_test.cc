@@ -151,8 +151,9 @@ TEST_F(Profiles, FromProfiledirFromDotcurrentAndFromCaption) {
         EXPECT_EQ(c.caption, info.caption()) << c.path;
         EXPECT_EQ(c.valid ? c.path : info.path, info.path);
         EXPECT_EQ(c.title != nullptr ? c.title : "", info.dir_title()) << c.path;
-        if (c.caption == "profile")
+        if (c.caption == "profile") {
             EXPECT_EQ("profile\n", read_all(c.path + "/profile_name")) << c.path;
+        }
     }
     write_text(dotcurrent(), "\n  a  \n");
     ProfileInfo info;
@@ -227,7 +228,9 @@ TEST_F(Profiles, SetCurrentProfileEntersTheProfileThatDotcurrentEndsUpNaming) {
         EXPECT_EQ(root_.substr(0, 3), small) << name;
         EXPECT_EQ(real(root_ + entered), cwd()) << name;
         EXPECT_EQ(*entered == 'c' ? text : "b\n", read_all(dotcurrent())) << name;
-        if (*entered == 'b') EXPECT_EQ(0666u, permissions(dotcurrent())) << name;
+        if (*entered == 'b') {
+            EXPECT_EQ(0666u, permissions(dotcurrent())) << name;
+        }
         std::filesystem::current_path(saved_cwd_);
         std::string out = "old";
         ASSERT_TRUE(ProfileUtils::set_current_profile(out)) << name;

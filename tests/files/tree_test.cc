@@ -66,7 +66,9 @@ TEST_F(FileKinds, QueriesFollowLinksAndSeeDanglingLinksAsNothing) {
                                   (fileExists(c.path) ? "f" : "") + (dirExists(c.path) ? "d" : "") +
                                   (fifoExists(c.path) ? "F" : "");
         EXPECT_EQ(kinds, c.kinds) << c.path;
-        if (c.size != -2) EXPECT_EQ(getFileSize(c.path), c.size) << c.path;
+        if (c.size != -2) {
+            EXPECT_EQ(getFileSize(c.path), c.size) << c.path;
+        }
     }
     EXPECT_EQ(getFileModifiedDate(""), 0);
     EXPECT_FALSE(fileIsRecent("", 1000000000L));

@@ -213,8 +213,9 @@ TEST(PanicReport, TwoThreadsCrashingAtOnceGiveOneReport) {
     });
     EXPECT_TRUE(crash.killed_by(SIGILL) || crash.killed_by(SIGSEGV)) << crash.status;
     const size_t first = crash.err.find("caught signal");
-    if (first != std::string::npos)
+    if (first != std::string::npos) {
         EXPECT_EQ(crash.err.find("caught signal", first + 1), std::string::npos) << crash.err;
+    }
     if (crash.killed_by(SIGILL)) expect_whole_report(crash.err);
 }
 
