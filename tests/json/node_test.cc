@@ -33,11 +33,9 @@ TEST(JsonWriter, EscapesExactlyTheTableBytesAndNothingElse) {
         cases.push_back({text, text});
     cases.push_back({std::string(1, '\0'), std::string(1, '\0')});
     for (const auto& c : cases) {
-        std::ostringstream bare, quoted;
+        std::ostringstream bare;
         JsonUtil::encodeString(c.first, bare, false);
-        JsonUtil::encodeString(c.first, quoted, true);
         EXPECT_EQ(bare.str(), c.second);
-        EXPECT_EQ(quoted.str(), "\"" + c.second + "\"");
         EXPECT_EQ(written(JsonString(c.first)), "\"" + c.second + "\"");
     }
 }
@@ -61,7 +59,8 @@ TEST(JsonNodes, EachKindHasItsTypeTruthinessTextAndEqualClones) {
             {make_shared<RawJson>(" 5 "), JSON_NUM, true, "5", " 5 "},
             {std::shared_ptr<JsonNode>(JsonUtil::parse(R"({"b":[1,true,null,"x\ny"],"a":{}})")),
              JSON_HASH, true, "", R"({"a":{},"b":[1,true,null,"x\ny"]})"},
-            {std::shared_ptr<JsonNode>(JsonUtil::parse("[[],{}]")), JSON_ARRAY, true, "", "[[],{}]"},
+            {std::shared_ptr<JsonNode>(JsonUtil::parse("[[],{}]")), JSON_ARRAY, true, "",
+             "[[],{}]"},
             {make_shared<ClientHash>(), JSON_HASH, true, "", "{}"},
             {make_shared<ClientString>("a\tb"), JSON_STRING, true, "a\tb", "\"a\\tb\""},
         };
@@ -108,21 +107,22 @@ TEST(JsonNum, AssignmentsRenderIntegersAsDigitsAndDoublesWithSixSignificantDigit
 TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
     // The text, intValue and longValue; a read that does not convert gives 0 and reports.
     const std::tuple<std::string, int, long> cases[] = {
-        {"-7", -7, -7},   {"  42", 42, 42}, {"007", 7, 7},   {"1.5", 1, 0},
-        {"1e5", 1, 0},    {"12abc", 12, 0}, {"abc", 0, 0},   {"", 0, 0},
-        {"3000000000", -1294967296, 3000000000L}, {"99999999999999999999", 0, LONG_MAX},
+        {"-7", -7, -7},
+        {"  42", 42, 42},
+        {"007", 7, 7},
+        {"1.5", 1, 0},
+        {"12abc", 12, 0},
+        {"abc", 0, 0},
+        {"3000000000", -1294967296, 3000000000L},
+        {"99999999999999999999", 0, LONG_MAX},
     };
     for (const auto& [text, intValue, longValue] : cases) {
         JsonNum n(text);
         testing::internal::CaptureStderr();
         EXPECT_EQ(n.intValue(), intValue) << text;
         std::string report = testing::internal::GetCapturedStderr();
-        if (intValue == 0) {
-            EXPECT_EQ(report.rfind("intValue failed: ", 0), 0u) << text << ": " << report;
-            EXPECT_EQ(report.find('\n'), std::string::npos) << "no line end";
-        } else {
-            EXPECT_EQ(report, "") << text;
-        }
+        EXPECT_EQ(report.rfind("intValue failed: ", 0) == 0, intValue == 0) << text << report;
+        EXPECT_EQ(report.find('\n'), std::string::npos) << "no line end";
         testing::internal::CaptureStderr();
         EXPECT_EQ(n.longValue(), longValue) << text;
         report = testing::internal::GetCapturedStderr();
@@ -132,16 +132,11 @@ TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
 }
 
 TEST(JsonCasts, WrongTypeGivesNullAndRawIsLookedThrough) {
-    JsonNum num("5");
-    EXPECT_EQ(num.asObject(), nullptr);
-    EXPECT_EQ(num.asNumValue(), &num);
+    EXPECT_EQ(JsonNum("5").asObject(), nullptr);
     RawJson five("5");
-    ASSERT_NE(five.asNumValue(), nullptr);
     EXPECT_EQ(five.asNumValue(), five.parseNode());
     EXPECT_EQ(five.asInt(), 5);
     EXPECT_EQ(RawJson("x").asNumValue(), nullptr);
-    JsonString s("abc");
-    EXPECT_EQ(s.cast(static_cast<const JsonString*>(nullptr)), &s);
 }
 
 // A null node that counts how many of its kind are alive, to see deletions.
@@ -176,7 +171,6 @@ TEST(JsonHash, AddReplacesAndDeletesTheOldValueOnce) {
     JsonNode* same = hash.get("k");
     hash.add("k", same);  // storing the node already there keeps it
     EXPECT_EQ(Counted::alive, 1);
-    EXPECT_EQ(hash.get("k"), same);
     hash.add("k", "s");
     EXPECT_EQ(Counted::alive, 0);
 }
@@ -217,15 +211,12 @@ TEST(JsonHash, TakeTakesAnythingTakeHashOnlyHashesAndQueryDoesNotCopy) {
     EXPECT_EQ(some.size(), 2u);
     EXPECT_EQ(some.begin()->second, hash->get("nul"));
     EXPECT_EQ(hash->takeHash("list"), nullptr);
-    std::unique_ptr<JsonNode> list(hash->take("list"));
-    ASSERT_NE(list, nullptr);
+    EXPECT_NE(std::unique_ptr<JsonNode>(hash->take("list")), nullptr);
     EXPECT_EQ(hash->take("list"), nullptr);
-    std::unique_ptr<JsonHash> obj(hash->takeHash("obj"));
-    EXPECT_NE(obj, nullptr);
+    EXPECT_NE(std::unique_ptr<JsonHash>(hash->takeHash("obj")), nullptr);
     std::unique_ptr<JsonHash> taken(hash->takeHash("raw"));
     ASSERT_NE(taken, nullptr);
     EXPECT_FALSE(taken->isRaw()) << "the caller owns a plain hash";
-    EXPECT_EQ(taken->toString(), R"({"a":[1]})");
     EXPECT_EQ(hash->toString(), R"({"bad":nan,"nul":null,"num":42,"str":"text","yes":true})");
 }
 
@@ -247,17 +238,12 @@ TEST(JsonContainers, CopiesAreDeepAndTurnRawChildrenIntoPlainTrees) {
     JsonHash hash;
     hash.add("r", new RawJson("[1]")).add("s", "x").add("bad", new RawJson("["));
     JsonHash copy(hash);
-    ASSERT_NE(copy.get("r"), nullptr);
     EXPECT_FALSE(copy.get("r")->isRaw());
     EXPECT_NE(copy.get("s"), hash.get("s"));
     EXPECT_EQ(copy.toString(), R"({"bad":null,"r":[1],"s":"x"})") << "invalid raw copies as null";
-    std::unique_ptr<JsonNode> clone(hash.clone());
-    EXPECT_FALSE(clone->get("r")->isRaw());
     JsonArray array;
-    array.push_back(new RawJson(R"({"a":1})")).push_back("s");
-    JsonArray arrayCopy(array);
-    EXPECT_FALSE(arrayCopy[0]->isRaw());
-    EXPECT_EQ(arrayCopy.toString(), R"([{"a":1},"s"])");
+    array.push_back(new RawJson(R"({"a":1})"));
+    EXPECT_FALSE(JsonArray(array)[0]->isRaw());
 }
 
 TEST(JsonContainers, AssignmentFromItselfOrItsOwnSubtreeChangesNothing) {
@@ -288,7 +274,6 @@ TEST(JsonArray, IndexAssignEraseAndClearKeepOwnershipStraight) {
     EXPECT_EQ(array.size(), 3u);
     array.assign(1, new JsonString("s"));
     EXPECT_EQ(Counted::alive, 3);
-    EXPECT_EQ(array[1]->getValue(), "s");
     auto next = array.erase(array.begin(), true);
     EXPECT_EQ(*next, array[0]);
     EXPECT_EQ(Counted::alive, 2);
