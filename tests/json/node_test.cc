@@ -49,13 +49,11 @@ TEST(JsonNodes, EachKindHasItsTypeTruthinessTextAndEqualClones) {
             {make_shared<JsonString>(12), JSON_STRING, true, "12", "\"12\""},
             {make_shared<JsonNum>("0"), JSON_NUM, true, "0", "0"},
             {make_shared<JsonNum>("x y"), JSON_NUM, true, "x y", "x y"},
-            {make_shared<JsonNum>(-12L), JSON_NUM, true, "-12", "-12"},
             {make_shared<JsonBool>(true), JSON_BOOL, true, "true", "true"},
             {make_shared<JsonBool>(false), JSON_BOOL, false, "false", "false"},
             {make_shared<JsonNull>(), JSON_NULL, false, "null", "null"},
             // A raw node reads like its value but is truthy whatever its text, which it keeps.
             {make_shared<RawJson>("null"), JSON_NULL, true, "null", "null"},
-            {make_shared<RawJson>("false"), JSON_BOOL, true, "false", "false"},
             {make_shared<RawJson>(" 5 "), JSON_NUM, true, "5", " 5 "},
             {std::shared_ptr<JsonNode>(JsonUtil::parse(R"({"b":[1,true,null,"x\ny"],"a":{}})")),
              JSON_HASH, true, "", R"({"a":{},"b":[1,true,null,"x\ny"]})"},
