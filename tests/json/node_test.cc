@@ -55,10 +55,7 @@ TEST(JsonNodes, EachKindHasItsTypeTruthinessTextAndEqualClones) {
             // A raw node reads like its value but is truthy whatever its text, which it keeps.
             {make_shared<RawJson>("null"), JSON_NULL, true, "null", "null"},
             {make_shared<RawJson>(" 5 "), JSON_NUM, true, "5", " 5 "},
-            {std::shared_ptr<JsonNode>(JsonUtil::parse(R"({"b":[1,true,null,"x\ny"],"a":{}})")),
-             JSON_HASH, true, "", R"({"a":{},"b":[1,true,null,"x\ny"]})"},
-            {std::shared_ptr<JsonNode>(JsonUtil::parse("[[],{}]")), JSON_ARRAY, true, "",
-             "[[],{}]"},
+            {make_shared<JsonArray>(), JSON_ARRAY, true, "", "[]"},
             {make_shared<ClientHash>(), JSON_HASH, true, "", "{}"},
             {make_shared<ClientString>("a\tb"), JSON_STRING, true, "a\tb", "\"a\\tb\""},
         };
@@ -69,13 +66,11 @@ TEST(JsonNodes, EachKindHasItsTypeTruthinessTextAndEqualClones) {
         EXPECT_EQ(node->getValue(), value);
         EXPECT_EQ(node->toString(), text);
         EXPECT_EQ(written(*node), text);
-        std::unique_ptr<JsonNode> copy(node->clone());
-        EXPECT_NE(copy.get(), node.get());
-        EXPECT_EQ(*copy, *node) << text;
+        EXPECT_EQ(*std::unique_ptr<JsonNode>(node->clone()), *node) << text;
     }
 }
 
-TEST(JsonScalars, EqualityComparesTypeAndText) {
+TEST(JsonScalars, EqualityComparesTypeAndTextAndCastsLookThroughRawText) {
     EXPECT_NE(JsonNum("1"), JsonNum("1.0"));
     EXPECT_EQ(JsonNum("1"), JsonNum(1L));
     EXPECT_NE(JsonNum("1"), JsonString("1"));
@@ -83,6 +78,11 @@ TEST(JsonScalars, EqualityComparesTypeAndText) {
     EXPECT_EQ(JsonNum("5"), RawJson("5")) << "a scalar compares through a raw value";
     EXPECT_EQ(JsonNull(), RawJson(" null "));
     EXPECT_NE(JsonString("x"), RawJson("x"));
+    EXPECT_EQ(JsonNum("5").asObject(), nullptr);
+    RawJson five("5");
+    EXPECT_EQ(five.asNumValue(), five.parseNode());
+    EXPECT_EQ(five.asInt(), 5);
+    EXPECT_EQ(RawJson("x").asNumValue(), nullptr);
 }
 
 template <class T>
@@ -127,14 +127,6 @@ TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
         EXPECT_EQ(report, longValue ? "" : "Could not convert " + text + " to long value\n")
             << text;
     }
-}
-
-TEST(JsonCasts, WrongTypeGivesNullAndRawIsLookedThrough) {
-    EXPECT_EQ(JsonNum("5").asObject(), nullptr);
-    RawJson five("5");
-    EXPECT_EQ(five.asNumValue(), five.parseNode());
-    EXPECT_EQ(five.asInt(), 5);
-    EXPECT_EQ(RawJson("x").asNumValue(), nullptr);
 }
 
 // A null node that counts how many of its kind are alive, to see deletions.
