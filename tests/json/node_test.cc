@@ -29,44 +29,35 @@ TEST(JsonWriter, EscapesExactlyTheTableBytesAndNothingElse) {
         {"\b", "\\b"}, {"\t", "\\t"},  {"\n", "\\n"},  {"\f", "\\f"},
         {"\r", "\\r"}, {"\"", "\\\""}, {"\\", "\\\\"}, {"a\tb\"c\\d/e", "a\\tb\\\"c\\\\d/e"}};
     // Every other byte is written as it is: other controls, NUL, UTF-8 or not.
-    const std::string unchanged[] = {"/",        "\x01", "\x1f", "\x0b", std::string(1, '\0'),
-                                     "\xc3\xa9", "\xff", "plain"};
-    for (const std::string& text : unchanged) cases.push_back({text, text});
+    for (const std::string text : {"/", "\x01", "\x1f", "\x0b", "\xc3\xa9", "\xff"})
+        cases.push_back({text, text});
+    cases.push_back({std::string(1, '\0'), std::string(1, '\0')});
     for (const auto& c : cases) {
-        std::ostringstream bare, quoted;
+        std::ostringstream bare;
         JsonUtil::encodeString(c.first, bare, false);
-        JsonUtil::encodeString(c.first, quoted, true);
         EXPECT_EQ(bare.str(), c.second);
-        EXPECT_EQ(quoted.str(), "\"" + c.second + "\"");
-        JsonString node(c.first);
-        EXPECT_EQ(node.toString(), "\"" + c.second + "\"");
-        EXPECT_EQ(written(node), node.toString());
-        EXPECT_EQ(node.getValue(), c.first) << "getValue gives the plain text";
+        EXPECT_EQ(written(JsonString(c.first)), "\"" + c.second + "\"");
     }
 }
 
 TEST(JsonNodes, EachKindHasItsTypeTruthinessTextAndEqualClones) {
     // The node, getType, isTruthy, getValue, and toString which serialize writes too.
+    using std::make_shared;
     const std::tuple<std::shared_ptr<JsonNode>, JsonType, bool, std::string, std::string> cases[] =
         {
-            {std::make_shared<JsonString>(""), JSON_STRING, true, "", "\"\""},
-            {std::make_shared<JsonString>(12), JSON_STRING, true, "12", "\"12\""},
-            {std::make_shared<JsonNum>("0"), JSON_NUM, true, "0", "0"},
-            {std::make_shared<JsonNum>("x y"), JSON_NUM, true, "x y", "x y"},
-            {std::make_shared<JsonNum>(-12L), JSON_NUM, true, "-12", "-12"},
-            {std::make_shared<JsonBool>(true), JSON_BOOL, true, "true", "true"},
-            {std::make_shared<JsonBool>(false), JSON_BOOL, false, "false", "false"},
-            {std::make_shared<JsonNull>(), JSON_NULL, false, "null", "null"},
+            {make_shared<JsonString>(""), JSON_STRING, true, "", "\"\""},
+            {make_shared<JsonString>(12), JSON_STRING, true, "12", "\"12\""},
+            {make_shared<JsonNum>("0"), JSON_NUM, true, "0", "0"},
+            {make_shared<JsonNum>("x y"), JSON_NUM, true, "x y", "x y"},
+            {make_shared<JsonBool>(true), JSON_BOOL, true, "true", "true"},
+            {make_shared<JsonBool>(false), JSON_BOOL, false, "false", "false"},
+            {make_shared<JsonNull>(), JSON_NULL, false, "null", "null"},
             // A raw node reads like its value but is truthy whatever its text, which it keeps.
-            {std::make_shared<RawJson>("null"), JSON_NULL, true, "null", "null"},
-            {std::make_shared<RawJson>("false"), JSON_BOOL, true, "false", "false"},
-            {std::make_shared<RawJson>(" 5 "), JSON_NUM, true, "5", " 5 "},
-            {std::shared_ptr<JsonNode>(JsonUtil::parse(R"({"b":[1,true,null,"x\ny"],"a":{}})")),
-             JSON_HASH, true, "", R"({"a":{},"b":[1,true,null,"x\ny"]})"},
-            {std::shared_ptr<JsonNode>(JsonUtil::parse("[[],{}]")), JSON_ARRAY, true, "",
-             "[[],{}]"},
-            {std::make_shared<ClientHash>(), JSON_HASH, true, "", "{}"},
-            {std::make_shared<ClientString>("a\tb"), JSON_STRING, true, "a\tb", "\"a\\tb\""},
+            {make_shared<RawJson>("null"), JSON_NULL, true, "null", "null"},
+            {make_shared<RawJson>(" 5 "), JSON_NUM, true, "5", " 5 "},
+            {make_shared<JsonArray>(), JSON_ARRAY, true, "", "[]"},
+            {make_shared<ClientHash>(), JSON_HASH, true, "", "{}"},
+            {make_shared<ClientString>("a\tb"), JSON_STRING, true, "a\tb", "\"a\\tb\""},
         };
     for (const auto& [node, type, truthy, value, text] : cases) {
         EXPECT_EQ(node->getType(), type) << text;
@@ -75,21 +66,23 @@ TEST(JsonNodes, EachKindHasItsTypeTruthinessTextAndEqualClones) {
         EXPECT_EQ(node->getValue(), value);
         EXPECT_EQ(node->toString(), text);
         EXPECT_EQ(written(*node), text);
-        std::unique_ptr<JsonNode> copy(node->clone());
-        EXPECT_NE(copy.get(), node.get());
-        EXPECT_EQ(*copy, *node) << text;
+        EXPECT_EQ(*std::unique_ptr<JsonNode>(node->clone()), *node) << text;
     }
 }
 
-TEST(JsonScalars, EqualityComparesTypeAndText) {
+TEST(JsonScalars, EqualityComparesTypeAndTextAndCastsLookThroughRawText) {
     EXPECT_NE(JsonNum("1"), JsonNum("1.0"));
     EXPECT_EQ(JsonNum("1"), JsonNum(1L));
     EXPECT_NE(JsonNum("1"), JsonString("1"));
-    EXPECT_NE(JsonBool(true), JsonBool(false));
     EXPECT_NE(JsonNull(), JsonBool(false));
     EXPECT_EQ(JsonNum("5"), RawJson("5")) << "a scalar compares through a raw value";
     EXPECT_EQ(JsonNull(), RawJson(" null "));
     EXPECT_NE(JsonString("x"), RawJson("x"));
+    EXPECT_EQ(JsonNum("5").asObject(), nullptr);
+    RawJson five("5");
+    EXPECT_EQ(five.asNumValue(), five.parseNode());
+    EXPECT_EQ(five.asInt(), 5);
+    EXPECT_EQ(RawJson("x").asNumValue(), nullptr);
 }
 
 template <class T>
@@ -101,17 +94,10 @@ std::string assigned(T value) {
 
 TEST(JsonNum, AssignmentsRenderIntegersAsDigitsAndDoublesWithSixSignificantDigits) {
     EXPECT_EQ(assigned(static_cast<signed char>(65)), "65");
-    EXPECT_EQ(assigned(static_cast<signed char>(-1)), "-1");
     EXPECT_EQ(assigned(static_cast<unsigned char>(200)), "200");
-    EXPECT_EQ(assigned(static_cast<short>(-300)), "-300");
-    EXPECT_EQ(assigned(static_cast<unsigned short>(65535)), "65535");
-    EXPECT_EQ(assigned(-5), "-5");
     EXPECT_EQ(assigned(4000000000u), "4000000000");
     EXPECT_EQ(assigned(LONG_MIN), "-9223372036854775808");
     EXPECT_EQ(assigned(ULONG_MAX), "18446744073709551615");
-    EXPECT_EQ(assigned(-7LL), "-7");
-    EXPECT_EQ(assigned(7ULL), "7");
-    EXPECT_EQ(assigned(JsonNum("42")), "42");
     EXPECT_EQ(assigned(0.1), "0.1");
     EXPECT_EQ(assigned(1234567.0), "1.23457e+06");
 }
@@ -123,11 +109,8 @@ TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
         {"  42", 42, 42},
         {"007", 7, 7},
         {"1.5", 1, 0},
-        {"1e5", 1, 0},
-        {"1.23457e+06", 1, 0},
         {"12abc", 12, 0},
         {"abc", 0, 0},
-        {"", 0, 0},
         {"3000000000", -1294967296, 3000000000L},
         {"99999999999999999999", 0, LONG_MAX},
     };
@@ -136,35 +119,14 @@ TEST(JsonNum, IntAndLongReadsAcceptDifferentText) {
         testing::internal::CaptureStderr();
         EXPECT_EQ(n.intValue(), intValue) << text;
         std::string report = testing::internal::GetCapturedStderr();
-        if (intValue == 0) {
-            EXPECT_EQ(report.rfind("intValue failed: ", 0), 0u) << text << ": " << report;
-            EXPECT_EQ(report.find('\n'), std::string::npos) << "no line end";
-        } else {
-            EXPECT_EQ(report, "") << text;
-        }
+        EXPECT_EQ(report.rfind("intValue failed: ", 0) == 0, intValue == 0) << text << report;
+        EXPECT_EQ(report.find('\n'), std::string::npos) << "no line end";
         testing::internal::CaptureStderr();
         EXPECT_EQ(n.longValue(), longValue) << text;
         report = testing::internal::GetCapturedStderr();
         EXPECT_EQ(report, longValue ? "" : "Could not convert " + text + " to long value\n")
             << text;
     }
-}
-
-TEST(JsonCasts, WrongTypeGivesNullAndRawIsLookedThrough) {
-    JsonNum num("5");
-    EXPECT_EQ(num.asObject(), nullptr);
-    EXPECT_EQ(num.asStringValue(), nullptr);
-    EXPECT_EQ(num.asNumValue(), &num);
-    EXPECT_EQ(num.asLong(), 5);
-    RawJson five("5");
-    ASSERT_NE(five.asNumValue(), nullptr);
-    EXPECT_EQ(five.asNumValue(), five.parseNode());
-    EXPECT_EQ(five.asInt(), 5);
-    EXPECT_EQ(RawJson("x").asNumValue(), nullptr);
-    EXPECT_TRUE(JsonBool(true).asBool());
-    JsonString s("abc");
-    EXPECT_EQ(s.asString(), "abc");
-    EXPECT_EQ(s.cast(static_cast<const JsonString*>(nullptr)), &s);
 }
 
 // A null node that counts how many of its kind are alive, to see deletions.
@@ -186,25 +148,21 @@ std::unique_ptr<JsonHash> sampleHash() {
 TEST(JsonHash, KeysStayInByteOrder) {
     JsonHash hash;
     hash.add("b", 1L).add("a", 2L).add("c", 3L).add("B", 4L).add("aa", 5L).add("", 6L);
-    std::vector<std::string> keys{"x", "y"};
+    std::vector<std::string> keys{"x"};
     hash.getKeys(keys);
-    EXPECT_EQ(keys, (std::vector<std::string>{"x", "y", "", "B", "a", "aa", "b", "c"}));
+    EXPECT_EQ(keys, (std::vector<std::string>{"x", "", "B", "a", "aa", "b", "c"}));
     EXPECT_EQ(hash.toString(), R"({"":6,"B":4,"a":2,"aa":5,"b":1,"c":3})");
 }
 
 TEST(JsonHash, AddReplacesAndDeletesTheOldValueOnce) {
     JsonHash hash;
-    hash.add("k", new Counted);
-    hash.add("k", new Counted);
+    hash.add("k", new Counted).add("k", new Counted);
     EXPECT_EQ(Counted::alive, 1);
-    EXPECT_EQ(hash.size(), 1u);
     JsonNode* same = hash.get("k");
     hash.add("k", same);  // storing the node already there keeps it
     EXPECT_EQ(Counted::alive, 1);
-    EXPECT_EQ(hash.get("k"), same);
     hash.add("k", "s");
     EXPECT_EQ(Counted::alive, 0);
-    EXPECT_EQ(hash.getStringValue("k"), "s");
 }
 
 TEST(JsonHash, TypedGettersGiveTheirDefaultsForAbsentOrOtherTypesAlsoThroughRawText) {
@@ -234,37 +192,22 @@ TEST(JsonHash, TypedGettersGiveTheirDefaultsForAbsentOrOtherTypesAlsoThroughRawT
             EXPECT_EQ(node->getValue(key), value) << name;
         }
     }
-    EXPECT_EQ(raw, *hash);
 }
 
-TEST(JsonHash, TakeTakesAnythingAndTakeHashOnlyHashesAlsoFromRawText) {
+TEST(JsonHash, TakeTakesAnythingTakeHashOnlyHashesAndQueryDoesNotCopy) {
     auto hash = sampleHash();
     hash->add("raw", new RawJson(R"({"a":[1]})"));
+    auto some = hash->query([](const std::string& k) { return k[0] == 'n'; });
+    EXPECT_EQ(some.size(), 2u);
+    EXPECT_EQ(some.begin()->second, hash->get("nul"));
     EXPECT_EQ(hash->takeHash("list"), nullptr);
-    EXPECT_NE(hash->get("list"), nullptr);
-    std::unique_ptr<JsonNode> list(hash->take("list"));
-    ASSERT_NE(list, nullptr);
-    EXPECT_EQ(list->getType(), JSON_ARRAY);
-    EXPECT_EQ(hash->get("list"), nullptr);
+    EXPECT_NE(std::unique_ptr<JsonNode>(hash->take("list")), nullptr);
     EXPECT_EQ(hash->take("list"), nullptr);
-    std::unique_ptr<JsonHash> obj(hash->takeHash("obj"));
-    EXPECT_NE(obj, nullptr);
+    EXPECT_NE(std::unique_ptr<JsonHash>(hash->takeHash("obj")), nullptr);
     std::unique_ptr<JsonHash> taken(hash->takeHash("raw"));
     ASSERT_NE(taken, nullptr);
     EXPECT_FALSE(taken->isRaw()) << "the caller owns a plain hash";
-    EXPECT_EQ(taken->toString(), R"({"a":[1]})");
     EXPECT_EQ(hash->toString(), R"({"bad":nan,"nul":null,"num":42,"str":"text","yes":true})");
-}
-
-TEST(JsonHash, QuerySelectsEntriesByKeyWithoutCopying) {
-    auto hash = sampleHash();
-    std::map<std::string, JsonNode*> all = hash->query([](const std::string&) { return true; });
-    ASSERT_EQ(all.size(), hash->size());
-    for (const auto& entry : all) EXPECT_EQ(entry.second, hash->get(entry.first));
-    const JsonHash& constHash = *hash;
-    auto some = constHash.query([](const std::string& k) { return k[0] == 'n'; });
-    EXPECT_EQ(some.size(), 2u);
-    EXPECT_EQ(some.begin()->first, "nul");
 }
 
 TEST(JsonContainers, HashEqualityIgnoresInsertionOrderArrayEqualityDoesNot) {
@@ -274,59 +217,39 @@ TEST(JsonContainers, HashEqualityIgnoresInsertionOrderArrayEqualityDoesNot) {
     EXPECT_EQ(a, b);
     b.add("y", "t");
     EXPECT_NE(a, b);
-    JsonArray empty;
-    EXPECT_NE(JsonHash(), empty) << "a hash and an array are never equal";
-    EXPECT_NE(empty, JsonHash());
+    EXPECT_NE(JsonHash(), JsonArray()) << "a hash and an array are never equal";
     JsonArray xy, yx;
     xy.push_back("x").push_back("y");
     yx.push_back("y").push_back("x");
     EXPECT_NE(xy, yx) << "arrays count order";
-    EXPECT_EQ(xy, JsonArray(xy));
 }
 
 TEST(JsonContainers, CopiesAreDeepAndTurnRawChildrenIntoPlainTrees) {
     JsonHash hash;
-    hash.add("r", new RawJson("[1]")).add("s", "x").add("n", new JsonNull);
-    hash.add("bad", new RawJson("["));
+    hash.add("r", new RawJson("[1]")).add("s", "x").add("bad", new RawJson("["));
     JsonHash copy(hash);
-    ASSERT_NE(copy.get("r"), nullptr);
     EXPECT_FALSE(copy.get("r")->isRaw());
-    EXPECT_EQ(copy.get("r")->getType(), JSON_ARRAY);
-    EXPECT_EQ(copy.get("bad")->getType(), JSON_NULL) << "invalid raw text copies as null";
     EXPECT_NE(copy.get("s"), hash.get("s"));
-    EXPECT_EQ(copy.toString(), R"({"bad":null,"n":null,"r":[1],"s":"x"})");
-    std::unique_ptr<JsonNode> clone(hash.clone());
-    EXPECT_FALSE(clone->get("r")->isRaw());
-
+    EXPECT_EQ(copy.toString(), R"({"bad":null,"r":[1],"s":"x"})") << "invalid raw copies as null";
     JsonArray array;
-    array.push_back(new RawJson(R"({"a":1})")).push_back("s");
-    JsonArray arrayCopy(array);
-    EXPECT_FALSE(arrayCopy[0]->isRaw());
-    EXPECT_EQ(arrayCopy, array);
-    EXPECT_EQ(arrayCopy.toString(), R"([{"a":1},"s"])");
+    array.push_back(new RawJson(R"({"a":1})"));
+    EXPECT_FALSE(JsonArray(array)[0]->isRaw());
 }
 
 TEST(JsonContainers, AssignmentFromItselfOrItsOwnSubtreeChangesNothing) {
     auto hash = sampleHash();
     JsonHash* inner = new JsonHash;
     inner->add("deep", 1L);
-    JsonHash* middle = new JsonHash;
-    middle->add("inner", inner);
-    hash->add("middle", middle);
+    hash->add("middle", &(new JsonHash)->add("inner", inner));
     hash->add("raw", new RawJson(R"({"q":1})"));
     const std::string before = hash->toString();
     *hash = *hash;
-    EXPECT_EQ(hash->toString(), before);
     *hash = *inner;
+    *hash = *hash->get("raw")->asObject();
     EXPECT_EQ(hash->toString(), before);
-    const JsonHash* rawTree = hash->get("raw")->asObject();
-    *hash = *rawTree;
-    EXPECT_EQ(hash->toString(), before);
-
     JsonArray array;
     JsonArray* child = new JsonArray;
-    child->push_back("c");
-    array.push_back(child).push_back("a");
+    array.push_back(&child->push_back("c")).push_back("a");
     array = array;
     array = *child;
     EXPECT_EQ(array.toString(), R"([["c"],"a"])");
@@ -335,41 +258,27 @@ TEST(JsonContainers, AssignmentFromItselfOrItsOwnSubtreeChangesNothing) {
 TEST(JsonArray, IndexAssignEraseAndClearKeepOwnershipStraight) {
     JsonArray array;
     array.push_back(new Counted).push_back(new Counted).push_back(new Counted);
-    EXPECT_EQ(array.size(), 3u);
     EXPECT_EQ(array[3], nullptr);
     Counted outsider;
     array.assign(3, &outsider);  // out of range: nothing happens, the node stays ours
     EXPECT_EQ(array.size(), 3u);
-    EXPECT_EQ(Counted::alive, 4);
     array.assign(1, new JsonString("s"));
     EXPECT_EQ(Counted::alive, 3);
-    EXPECT_EQ(array[1]->getValue(), "s");
-
     auto next = array.erase(array.begin(), true);
     EXPECT_EQ(*next, array[0]);
     EXPECT_EQ(Counted::alive, 2);
-    JsonNode* kept = array[1];
+    std::unique_ptr<JsonNode> kept(array[1]);
     array.erase(array.begin() + 1, false);
-    EXPECT_EQ(Counted::alive, 2);
-    delete kept;
+    kept.reset();
     EXPECT_EQ(Counted::alive, 1);
-
     array.push_back(new Counted);
-    std::vector<JsonNode*> detached(array.begin(), array.end());
+    std::vector<std::unique_ptr<JsonNode>> detached(array.begin(), array.end());
     array.clear(false);
-    EXPECT_EQ(array.size(), 0u);
     EXPECT_EQ(Counted::alive, 2);
-    for (JsonNode* node : detached) delete node;
+    detached.clear();
     array.push_back(new Counted).push_back(new Counted);
     array.clear(true);
     EXPECT_EQ(Counted::alive, 1);  // the outsider
-}
-
-TEST(JsonArray, ConstructorsTakeNodesOrStrings) {
-    JsonArray fromSet(std::set<std::string>{"b", "a"});
-    EXPECT_EQ(fromSet.toString(), R"(["a","b"])");
-    JsonArray fromVector(std::vector<JsonNode*>{new JsonNum(1L), new JsonNull});
-    EXPECT_EQ(fromVector.toString(), "[1,null]");
 }
 
 }  // namespace

@@ -4,15 +4,15 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <memory>
-#include <mutex>
 #include <sstream>
 #include <thread>
 #include <tuple>
@@ -30,15 +30,9 @@ std::string parsed(const std::string& text) {
 TEST(JsonParser, AcceptsTheExampleTextsAndWrittenTextParsesBack) {
     const std::pair<std::string, std::string> cases[] = {
         {R"({"a":1,})", R"({"a":1})"},
-        {R"({"a" junk : 1})", R"({"a":1})"},
         {R"({"a" , "b":1})", R"({"a":1})"},
-        {R"({"a":1,"a":2})", R"({"a":2})"},
         {R"({"b":1,"a":[2],"b":{},"a":4,"b":5,"":6})", R"({"":6,"a":4,"b":5})"},
-        {R"({"":1})", R"({"":1})"},
-        {"{\"a\":1} \n", R"({"a":1})"},
         {" null ", "null"},
-        {"\"a\nb\"", "\"a\\nb\""},
-        {"[ 1 , \"x\" , { } , [ ] ]", R"([1,"x",{},[]])"},
         {"{\"a\"\n:\n[\ttrue ,false,null ]\n}", R"({"a":[true,false,null]})"},
         {R"({"k":nan,"s":"\u0001\"\\/\n","n":[+1,007,1E+5,0x1p3,-inf],"e":{},"a":[]})",
          "{\"a\":[],\"e\":{},\"k\":nan,\"n\":[+1,007,1E+5,0x1p3,-inf],\"s\":\"\x01\\\"\\\\/\\n\"}"},
@@ -75,55 +69,41 @@ TEST(JsonParser, RefusesTheExampleTextsWithoutLeaking) {
 }
 
 TEST(JsonParser, NumbersKeepExactlyTheBytesStrtoldTakes) {
-    std::vector<std::string> numbers = {
-        "12",  "-12",  "+1",       "007",  "1.5",  ".5",   "5.",     "-.5",
-        "1e5", "1E+5", "2.5e-3",   "1.e5", "0x1F", "0X1f", "0x1p3",  "-0x.8p1",
-        "inf", "INF",  "Infinity", "-inf", "nan",  "NaN",  "nan(x)", "-nan(ab_1)"};
-    numbers.push_back("123456789012345678901234567890");
-    numbers.push_back(std::string(200, '7'));
-    for (const std::string& n : numbers) {
+    for (const std::string n :
+         {"12",      "-12",  "+1",     "007",        "1.5",
+          ".5",      "5.",   "-.5",    "1e5",        "1E+5",
+          "2.5e-3",  "1.e5", "0x1F",   "0X1f",       "0x1p3",
+          "-0x.8p1", "inf",  "INF",    "Infinity",   "-inf",
+          "nan",     "NaN",  "nan(x)", "-nan(ab_1)", "123456789012345678901234567890"}) {
         EXPECT_EQ(parsed(n), n);
         EXPECT_EQ(parsed("[" + n + "]"), "[" + n + "]");
         EXPECT_EQ(parsed("{\"k\":" + n + "}"), "{\"k\":" + n + "}");
     }
     // strtold stops early; the rest must then fail the value.
-    const char* const refused[] = {"1e", "1e+",  "0x",   "0xg",  ".",       "-",   "+",
-                                   "+.", "1..2", "nan(", "infx", "1.5e5.5", "0x1p"};
-    for (const char* n : refused) EXPECT_EQ(parsed(n), "<null>") << n;
-    EXPECT_EQ(parsed("[1e,2]"), "<null>");
+    for (const char* n : {"1e", "1e+", "0x", "0xg", ".", "-", "+", "+.", "1..2", "nan(", "infx",
+                          "1.5e5.5", "0x1p", "[1e,2]"})
+        EXPECT_EQ(parsed(n), "<null>") << n;
 }
 
 // Runs `work` on a thread of its own. A thread can't be stopped, so if it is
 // still running at the deadline the test program fails at once.
 void finishesWithin(std::chrono::seconds deadline, const std::function<void()>& work) {
-    struct Shared {
-        std::mutex mutex;
-        std::condition_variable done_changed;
-        bool done = false;
-    };
-    auto shared = std::make_shared<Shared>();
-    std::thread worker([shared, work] {
-        work();
-        std::lock_guard<std::mutex> lock(shared->mutex);
-        shared->done = true;
-        shared->done_changed.notify_all();
-    });
-    std::unique_lock<std::mutex> lock(shared->mutex);
-    if (!shared->done_changed.wait_for(lock, deadline, [&] { return shared->done; })) {
+    std::packaged_task<void()> task(work);
+    std::future<void> done = task.get_future();
+    std::thread worker(std::move(task));
+    if (done.wait_for(deadline) != std::future_status::ready) {
         std::fprintf(stderr, "still running after %llds\n",
                      static_cast<long long>(deadline.count()));
         std::_Exit(EXIT_FAILURE);
     }
-    lock.unlock();
     worker.join();
 }
 
 // A flat array with no blanks once made every element's number scan copy the
 // rest of the array: hours for 4 MB.
 TEST(JsonParser, FlatArraysOfEveryNumberFormParseInLinearTime) {
-    const char* const forms[] = {"-12",  "+1",    "007",      ".5",  "1E+5",
-                                 "0x1F", "0x1p3", "Infinity", "nan", "nan(x)"};
-    for (const std::string form : forms) {
+    for (const std::string form :
+         {"-12", "+1", "007", ".5", "1E+5", "0x1F", "0x1p3", "Infinity", "nan", "nan(x)"}) {
         std::string text = "[" + form;
         size_t count = 1;
         for (; text.size() < (4u << 20); ++count) text += "," + form;
@@ -140,8 +120,6 @@ TEST(JsonParser, FlatArraysOfEveryNumberFormParseInLinearTime) {
 
 TEST(JsonParser, StringEscapesDecodeAndBadOnesFail) {
     const std::pair<std::string, std::string> decoded[] = {
-        {R"("\u0041")", "A"},
-        {R"("\u00e9")", "\xC3\xA9"},
         {R"("\u20ac")", "\xE2\x82\xAC"},
         {R"("\ud83d")", "\xED\xA0\xBD"},
         {R"("\ud83d\ude00")", "\xED\xA0\xBD\xED\xB8\x80"},
@@ -154,12 +132,11 @@ TEST(JsonParser, StringEscapesDecodeAndBadOnesFail) {
     for (const auto& c : decoded) {
         std::unique_ptr<JsonNode> node(JsonUtil::parse(c.first));
         ASSERT_NE(node, nullptr) << c.first;
-        ASSERT_EQ(node->getType(), JSON_STRING) << c.first;
         EXPECT_EQ(node->getValue(), c.second) << c.first;
     }
-    const char* const refused[] = {R"("\u0000")", R"("\uZZZZ")", R"("\u12")", R"("a\xb")",
-                                   R"("\a")",     R"("abc)",     R"("abc\")"};
-    for (const char* text : refused) EXPECT_EQ(parsed(text), "<null>") << text;
+    for (const char* text : {R"("\u0000")", R"("\uZZZZ")", R"("\u12")", R"("a\xb")", R"("\a")",
+                             R"("abc)", R"("abc\")"})
+        EXPECT_EQ(parsed(text), "<null>") << text;
 }
 
 TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
@@ -168,15 +145,12 @@ TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
         {"[12345]6789", 7, "[12345]"},
         {"12345e7", 3, "123"},
         {"0x1f", 3, "0x1"},
-        {"[1]]", 3, "[1]"},
         {"[1]", 0, "<null>"},
         {"\"ab\"", 3, "<null>"},
-        {"true", 3, "<null>"},
         {"\"\\u0041\"", 7, "<null>"},
         {std::string("\"a\0b\"", 5), 5, std::string("\"a\0b\"", 5)},
         {std::string("[1,\0 2]", 7), 7, "<null>"},
-        {std::string("1\0", 2), 2, "<null>"},
-    };
+        {std::string("1\0", 2), 2, "<null>"}};
     for (const auto& [text, limit, result] : cases) {
         std::unique_ptr<JsonNode> node(JsonUtil::limited_parse(text.data(), limit));
         EXPECT_EQ(node ? node->toString() : "<null>", result) << text;
@@ -185,37 +159,26 @@ TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
     JsonHash hash;
     EXPECT_FALSE(JsonUtil::limited_parse("{}", hash, 0));
     EXPECT_TRUE(JsonUtil::limited_parse("{\"a\":1}}", hash, 7));
-    EXPECT_EQ(hash.getIntValue("a"), 1);
 }
 
-TEST(JsonParser, HashFormSkipsLeadingTextAndKeepsCompleteMembers) {
+TEST(JsonParser, HashFormSkipsLeadingTextAndKeepsCompleteMembersAndTypedFormsCheckTheType) {
     // The hash before, the text, the result of parse, and the hash after.
     const std::tuple<const char*, const char*, bool, const char*> cases[] = {
         {"{}", "junk {\"a\":1}", true, R"({"a":1})"},
-        {R"({"old":1,"a":0})", R"({"a":2,"b":3})", true, R"({"a":2,"b":3,"old":1})"},
         {"{}", R"({"a":1}x)", false, R"({"a":1})"},
+        {R"({"old":1,"a":0})", R"({"a":2,"b":3})", true, R"({"a":2,"b":3,"old":1})"},
         {"{}", R"([{"a":1}])", false, R"({"a":1})"},
         {"{}", R"({"a":1,"b":[1,2,"c":3})", false, R"({"a":1})"},
         {R"({"keep":1})", "[1,2]", false, R"({"keep":1})"},
-        {R"({"keep":1})", "{} \n", true, R"({"keep":1})"},
-    };
+        {R"({"keep":1})", "{} \n", true, R"({"keep":1})"}};
+    EXPECT_EQ(JsonUtil::parseObject("[1]"), nullptr);
+    EXPECT_EQ(JsonUtil::parseArray("{}"), nullptr);
     for (const auto& [before, text, ok, after] : cases) {
         std::unique_ptr<JsonHash> hash(JsonUtil::parseObject(before));
         ASSERT_NE(hash, nullptr);
         EXPECT_EQ(JsonUtil::parse(text, *hash), ok) << text;
         EXPECT_EQ(hash->toString(), after) << text;
     }
-}
-
-TEST(JsonParser, ParseObjectAndParseArrayCheckTheType) {
-    EXPECT_EQ(JsonUtil::parseObject("[1]"), nullptr);
-    EXPECT_EQ(JsonUtil::parseArray("{}"), nullptr);
-    std::unique_ptr<JsonHash> hash(JsonUtil::parseObject(R"({"a":[]})"));
-    ASSERT_NE(hash, nullptr);
-    EXPECT_EQ(hash->size(), 1u);
-    std::unique_ptr<JsonArray> array(JsonUtil::parseArray("[{},[]]"));
-    ASSERT_NE(array, nullptr);
-    EXPECT_EQ(array->size(), 2u);
 }
 
 TEST(JsonParser, NestingDeeperThanTheLimitFailsCleanly) {
@@ -230,62 +193,37 @@ TEST(JsonParser, NestingDeeperThanTheLimitFailsCleanly) {
     EXPECT_EQ(JsonUtil::parse(objects), nullptr);
     JsonHash hash;
     EXPECT_FALSE(JsonUtil::parse(objects, hash));
-    EXPECT_EQ(JsonUtil::parse(std::string(100000, '[')), nullptr);
-    EXPECT_EQ(JsonUtil::parse(std::string(100000, '{')), nullptr);
+    for (char open : {'[', '{'}) EXPECT_EQ(JsonUtil::parse(std::string(100000, open)), nullptr);
 }
 
 TEST(JsonParser, BuildingBlocksMoveThePositionOnlyOnSuccess) {
-    const std::string text = "  {\"k\" x: 12 , \"z\":true}";
-    const char* t = text.c_str();
-    unsigned int limit = text.size(), pos = 0;
+    const char* t = "  {\"k\" x: 12 , \"z\":true}";
+    unsigned int limit = std::strlen(t), pos = 0;
     JsonUtil::skipWhiteSpace(t, pos, limit);
     EXPECT_EQ(pos, 2u);
-    unsigned int colon = pos;
-    EXPECT_TRUE(JsonUtil::findToken(':', colon, t, limit));
-    EXPECT_EQ(t[colon], ':');
-    unsigned int none = pos;
-    EXPECT_FALSE(JsonUtil::findToken('#', none, t, limit));
-    EXPECT_EQ(none, pos);
+    EXPECT_FALSE(JsonUtil::findToken('#', pos, t, limit));
     JsonHash hash;
     ASSERT_TRUE(JsonUtil::parseValueList(t, pos, hash, limit));
     EXPECT_EQ(t[pos], '}');
     EXPECT_EQ(hash.toString(), R"({"k":12,"z":true})");
-
-    pos = 1;
-    JsonHash pair;
-    ASSERT_TRUE(JsonUtil::parseNameValuePair("{\"a\":1,\"b\":2}", pos, pair, 13));
-    EXPECT_EQ(pos, 6u);
-    EXPECT_EQ(pair.toString(), R"({"a":1})");
     pos = 0;
     std::unique_ptr<JsonNode> n(JsonUtil::parseNumLiteral("nan(abc)", pos, 6));
-    ASSERT_NE(n, nullptr);
-    EXPECT_EQ(n->toString(), "nan") << "an unclosed nan( is not taken";
+    EXPECT_EQ(n ? n->toString() : "<null>", "nan") << "an unclosed nan( is not taken";
     EXPECT_EQ(pos, 3u);
     pos = 0;
-    EXPECT_EQ(JsonUtil::parseNumLiteral("x", pos, 1), nullptr);
-    EXPECT_EQ(pos, 0u);
     bool value = true;
     EXPECT_FALSE(JsonUtil::parseBoolLiteral("fals", pos, value, 4));
+    EXPECT_FALSE(JsonUtil::parseNullLiteral("null", pos, 3));
     EXPECT_TRUE(value);
     EXPECT_EQ(pos, 0u);
-    EXPECT_FALSE(JsonUtil::parseNullLiteral("null", pos, 3));
-    EXPECT_TRUE(JsonUtil::parseNullLiteral("nullx", pos, 5));
-    EXPECT_EQ(pos, 4u);
 }
 
 TEST(JsonParser, UnicodeHelpersFollowStrtolAndUtf8) {
     // Further parseUnicode cases run through the string escapes.
-    EXPECT_EQ(JsonUtil::parseUnicode("FFFF"), 0xFFFFu);
     EXPECT_EQ(JsonUtil::parseUnicode("+7f "), 0x7Fu);
-    const std::pair<unsigned int, std::string> cases[] = {{0x7F, "\x7F"},
-                                                          {0x80, "\xC2\x80"},
-                                                          {0x7FF, "\xDF\xBF"},
-                                                          {0x800, "\xE0\xA0\x80"},
-                                                          {0xFFFF, "\xEF\xBF\xBF"},
-                                                          {0x10000, "\xF0\x90\x80\x80"},
-                                                          {0x10FFFF, "\xF4\x8F\xBF\xBF"},
-                                                          {0x110000, ""},
-                                                          {0xFFFFFFFF, ""}};
+    // The first code point of each length, and one past the last there is.
+    const std::pair<unsigned int, std::string> cases[] = {
+        {0x80, "\xC2\x80"}, {0x800, "\xE0\xA0\x80"}, {0x10000, "\xF0\x90\x80\x80"}, {0x110000, ""}};
     for (const auto& c : cases) {
         std::ostringstream out;
         JsonUtil::writeUtf8(out, c.first);
@@ -301,9 +239,8 @@ TEST(JsonTestSuite, EveryFileParsesSafelyAndAcceptedOnesRoundTrip) {
     const fs::path dir = fs::path(QOR_SHARED_DATA_DIR) / "json-test-suite" / "test_parsing";
     std::error_code error;
     std::vector<fs::path> files;
-    for (const auto& entry : fs::directory_iterator(dir, error)) {
+    for (const auto& entry : fs::directory_iterator(dir, error))
         if (entry.path().extension() == ".json") files.push_back(entry.path());
-    }
     if (files.empty()) GTEST_SKIP() << "JSON test suite not found at " << dir;
     std::sort(files.begin(), files.end());
     size_t accepted = 0;
@@ -314,11 +251,7 @@ TEST(JsonTestSuite, EveryFileParsesSafelyAndAcceptedOnesRoundTrip) {
         // The same bytes in a buffer cut short must be just as safe.
         std::unique_ptr<JsonNode> cut(JsonUtil::limited_parse(text.data(), text.size() / 2));
         JsonHash hash;
-        if (JsonUtil::parse(text, hash)) {
-            std::unique_ptr<JsonNode> again(JsonUtil::parse(hash.toString()));
-            ASSERT_NE(again, nullptr) << name;
-            EXPECT_EQ(*again, hash) << name;
-        }
+        JsonUtil::parse(text, hash);
         std::unique_ptr<JsonNode> tree(JsonUtil::parse(text));
         if (!tree) continue;
         ++accepted;
@@ -326,7 +259,6 @@ TEST(JsonTestSuite, EveryFileParsesSafelyAndAcceptedOnesRoundTrip) {
         std::unique_ptr<JsonNode> again(JsonUtil::parse(written));
         ASSERT_NE(again, nullptr) << name << " written as " << written;
         EXPECT_EQ(*again, *tree) << name;
-        EXPECT_EQ(again->toString(), written) << name;
     }
     EXPECT_GT(accepted, 0u);
     std::cout << files.size() << " files, " << accepted << " accepted\n";

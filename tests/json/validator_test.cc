@@ -1,3 +1,5 @@
+// JsonValidator: the messages of each rule type, conditions on "required", the result,
+// and the building blocks.
 #include <gtest/gtest.h>
 
 #include <initializer_list>
@@ -10,22 +12,18 @@
 
 namespace {
 
-struct Outcome {
-    bool valid;
-    std::string errors;
-};
-
-// Validates the data text against the schema text with a fresh errors hash.
-// A schema text that is no array is the body of a single rule for key "k".
-Outcome run(const std::string& data_text, std::string schema_text) {
+// The errors of validating the data text against the schema text, as text. A schema
+// text that is no array is the body of a single rule for key "k". The result agrees
+// with whether errors were found; the validator fuzz target checks that on every input.
+std::string run(const std::string& data_text, std::string schema_text) {
     if (schema_text[0] != '[') schema_text = R"([{"key":"k",)" + schema_text + "}]";
     std::unique_ptr<JsonHash> data(JsonUtil::parseObject(data_text));
     std::unique_ptr<JsonArray> schema(JsonUtil::parseArray(schema_text));
     EXPECT_TRUE(data && schema) << data_text << " " << schema_text;
-    if (!data || !schema) return {false, "unparsed"};
+    if (!data || !schema) return "unparsed";
     JsonHash errors;
-    bool valid = JsonValidator::validate(data.get(), schema.get(), &errors);
-    return {valid, errors.toString()};
+    JsonValidator::validate(data.get(), schema.get(), &errors);
+    return errors.toString();
 }
 
 struct Case {
@@ -39,108 +37,87 @@ void expect_cases(std::initializer_list<Case> cases) {
     for (const Case& c : cases) {
         std::string errors = c.errors;
         if (errors[0] != '{') errors = R"({"k":[)" + errors + "]}";
-        Outcome out = run(c.data, c.schema);
-        EXPECT_EQ(out.errors, errors) << c.data << " against " << c.schema;
-        EXPECT_EQ(out.valid, errors == "{}") << c.data << " against " << c.schema;
+        EXPECT_EQ(run(c.data, c.schema), errors) << c.data << " against " << c.schema;
     }
 }
 
 TEST(JsonValidatorTest, WholeRunCollectsEveryMessageUnderItsKey) {
-    Outcome out =
+    EXPECT_EQ(
         run(R"({"name":"","port":70000,"mode":"c","addr":"1.2.3","tags":"x"})",
             R"([{"key":"name","type":"string","required":true},)"
             R"({"key":"port","type":"int","min":1,"max":65535},)"
             R"({"key":"mode","type":"string","one_of":["a","b"]},)"
             R"({"key":"addr","type":"ip"},{"key":"tags","type":"array"},)"
-            R"({"key":"zone","type":"int","required":{"mode":"c"}},{"key":"x","type":"fancy"}])");
-    EXPECT_FALSE(out.valid);
-    EXPECT_EQ(out.errors,
-              R"({"addr":["must be a valid IP address"],"base":["Found invalid type: fancy"],)"
-              R"("mode":["invalid option c"],"name":["can't be blank"],)"
-              R"("port":["can't be greater than 65535"],"tags":["must be an array"],)"
-              R"("zone":["can't be blank"]})");
+            R"({"key":"zone","type":"int","required":{"mode":"c"}},{"key":"x","type":"fancy"}])"),
+        R"({"addr":["must be a valid IP address"],"base":["Found invalid type: fancy"],)"
+        R"("mode":["invalid option c"],"name":["can't be blank"],)"
+        R"("port":["can't be greater than 65535"],"tags":["must be an array"],)"
+        R"("zone":["can't be blank"]})");
 }
 
 TEST(JsonValidatorTest, SchemaShapeAndUnknownTypes) {
     expect_cases({
-        {R"({"a":1})", "[]", "{}"},
         // Elements that are no hash, and rules without a usable key, are skipped.
         {R"({"a":1})",
          R"([1,"x",null,{"type":"int"},{"key":"","type":"fancy"},{"key":5,"type":"int"}])", "{}"},
         {R"({"a":1})", R"([{"key":"a","type":"fancy"}])",
          R"({"base":["Found invalid type: fancy"]})"},
-        {R"({"a":1})", R"([{"key":"a"}])", R"({"base":["Found invalid type: "]})"},
-        {R"({"a":1})", R"([{"key":"a","type":"INT"}])", R"({"base":["Found invalid type: INT"]})"},
-        // Keys of the data that no rule names are not looked at.
-        {R"({"a":"x","b":"y"})", R"([{"key":"c","type":"string"}])", "{}"},
         // Two rules for one key share one array, in schema order.
         {R"({"k":"abc"})", R"([{"key":"k","type":"string","max":1},{"key":"k","type":"ip"}])",
          R"("cannot be more than 1 characters","must be a valid IP address")"},
     });
 }
 
-TEST(JsonValidatorTest, BlankValuesForEveryType) {
-    for (const char* type : {"int", "string", "array", "bool", "ip", "cidr"}) {
+TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheDataAndNullIsAbsent) {
+    for (const std::string type : {"int", "string", "array", "bool", "ip", "cidr"}) {
         for (const char* data : {"{}", R"({"k":null})"}) {
-            std::string rule = R"("type":")" + std::string(type) + "\"";
-            EXPECT_EQ(run(data, rule).errors, "{}") << type;
-            EXPECT_EQ(run(data, rule + R"(,"required":true)").errors, R"({"k":["can't be blank"]})")
+            EXPECT_EQ(run(data, R"("type":")" + type + "\""), "{}") << type;
+            EXPECT_EQ(run(data, R"("type":")" + type + R"(","required":true)"),
+                      R"({"k":["can't be blank"]})")
                 << data << " " << type;
         }
     }
-}
-
-TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheData) {
+    // Only true and a hash make a value required; the comparison is of texts, and an absent
+    // key, a hash and an array all read as "".
     const std::tuple<const char*, const char*, bool> cases[] = {
         {"{}", "true", true},
         {"{}", "{}", true},
-        {R"({"mode":"static"})", R"({"mode":"static"})", true},
+        {"{}", "false", false},
+        {"{}", "[true]", false},
         {R"({"mode":"dhcp"})", R"({"mode":"static"})", false},
         {R"({"a":1})", R"({"a":1,"b":"x"})", false},
         {R"({"a":1,"b":"x"})", R"({"a":1,"b":"x"})", true},
-        // The comparison is of texts.
         {R"({"a":"1"})", R"({"a":1})", true},
-        {R"({"a":true})", R"({"a":"true"})", true},
         {R"({"a":null})", R"({"a":"null"})", true},
-        // An absent key, a hash and an array all read as "".
         {"{}", R"({"a":""})", true},
         {R"({"a":[1]})", R"({"a":{}})", true},
     };
     for (const auto& [data, required, is_required] : cases) {
-        Outcome out = run(data, R"("type":"int","required":)" + std::string(required));
-        EXPECT_EQ(out.errors, is_required ? R"({"k":["can't be blank"]})" : "{}")
+        EXPECT_EQ(run(data, R"("type":"int","required":)" + std::string(required)),
+                  is_required ? R"({"k":["can't be blank"]})" : "{}")
             << data << " required " << required;
-    }
-    // Only true and a hash make a value required.
-    for (const char* required : {"false", R"("yes")", "1", "[true]"}) {
-        EXPECT_EQ(run("{}", R"("type":"int","required":)" + std::string(required)).errors, "{}");
     }
 }
 
 TEST(JsonValidatorTest, IntAndBoolRules) {
     expect_cases({
         {R"({"k":5})", R"("type":"int","min":5,"max":5)", "{}"},
-        {R"({"k":-6})", R"("type":"int","min":-5)", R"("can't be less than -5")"},
         {R"({"k":5})", R"("type":"int","min":10,"max":1)",
          R"("can't be less than 10","can't be greater than 1")"},
         {R"({"k":true})", R"("type":"int")", R"("must be an integer")"},
         {R"({"k":"5"})", R"("type":"int")", R"("must be an integer")"},
-        {R"({"k":[]})", R"("type":"int")", R"("must be an integer")"},
         // Bounds that are no number are ignored.
         {R"({"k":5})", R"("type":"int","min":"10","max":null)", "{}"},
         {R"({"k":-2147483648})", R"("type":"int")", "{}"},
-        {R"({"k":2147483647})", R"("type":"int")", "{}"},
         {R"({"k":false})", R"("type":"bool")", "{}"},
         {R"({"k":1})", R"("type":"bool")", R"("must be a boolean")"},
-        {R"({"k":"true"})", R"("type":"bool")", R"("must be a boolean")"},
     });
-}
-
-TEST(JsonValidatorTest, IntMustBeCanonicalDecimalThatFitsAnInt) {
+    // "int" wants the canonical decimal text of a value that fits an int, and reads no bounds
+    // against anything else.
     for (const char* text : {"5.0", "+5", "007", "1e3", "0x10", "3000000000", "-0", "2147483648"}) {
-        Outcome out = run(std::string(R"({"k":)") + text + "}", R"("type":"int","min":1,"max":2)");
-        // Bounds are not read against a value that is no int.
-        EXPECT_EQ(out.errors, R"({"k":["must be an integer"]})") << text;
+        EXPECT_EQ(run(std::string(R"({"k":)") + text + "}", R"("type":"int","min":1,"max":2)"),
+                  R"({"k":["must be an integer"]})")
+            << text;
     }
 }
 
@@ -149,8 +126,6 @@ TEST(JsonValidatorTest, StringRules) {
         {R"({"k":""})", R"("type":"string","required":true,"min":3)", R"("can't be blank")"},
         {R"({"k":""})", R"("type":"string","min":1)", R"("cannot be less than 1 characters")"},
         {R"({"k":""})", R"("type":"string","one_of":["a"])", R"("invalid option ")"},
-        {R"({"k":"ab"})", R"("type":"string","min":2,"max":2)", "{}"},
-        {R"({"k":"ab"})", R"("type":"string","min":-1,"max":-1)", "{}"},
         {R"({"k":"abcd"})", R"("type":"string","max":3)", R"("cannot be more than 3 characters")"},
         // Lengths count bytes: two characters of two bytes each.
         {"{\"k\":\"\xc3\xa9\xc3\xa9\"}", R"("type":"string","max":3)",
@@ -158,11 +133,9 @@ TEST(JsonValidatorTest, StringRules) {
         {R"({"k":"z"})", R"("type":"string","one_of":["a","b"],"min":2,"max":0)",
          R"({"k":["invalid option z","cannot be less than 2 characters",)"
          R"("cannot be more than 0 characters"]})"},
-        {R"({"k":"b"})", R"("type":"string","one_of":["a","b"])", "{}"},
         // Options that are no strings never match, and never crash.
         {R"({"k":"1"})", R"("type":"string","one_of":[1,null,["1"],{"1":1}])",
          R"("invalid option 1")"},
-        {R"({"k":"a"})", R"("type":"string","one_of":"a")", "{}"},
         {R"({"k":5})", R"("type":"string")", R"("must be a string")"},
     });
 }
@@ -171,10 +144,7 @@ TEST(JsonValidatorTest, ArrayRules) {
     expect_cases({
         {R"({"k":[1,2,3]})", R"("type":"array","subtype":"int","max":2)",
          R"("must have less than 2 elements")"},
-        {R"({"k":[1,2]})", R"("type":"array","subtype":"int","max":2,"min":2)", "{}"},
         {R"({"k":[]})", R"("type":"array","min":1)", R"("must have at least 1 elements")"},
-        {R"({"k":[]})", R"("type":"array","min":-1)", "{}"},
-        {R"({"k":[]})", R"("type":"array")", "{}"},
         {R"({"k":{}})", R"("type":"array")", R"("must be an array")"},
         // Each element is the value under its index.
         {R"({"k":["1.2.3.4","x",5]})", R"("type":"array","subtype":"ip")",
@@ -191,37 +161,33 @@ TEST(JsonValidatorTest, ArrayRules) {
         {R"({"k":[[1],["x"]]})",
          R"("type":"array","subtype":"array","element_validation":{"subtype":"int"})",
          R"({"k":{"1":{"0":["must be an integer"]}}})"},
+        // "required" of the elements reads the data of the call.
+        {R"({"mode":"strict","k":["a","",null]})",
+         R"("type":"array","subtype":"string","element_validation":{"required":{"mode":"strict"}})",
+         R"({"k":{"1":["can't be blank"],"2":["can't be blank"]}})"},
+        {R"({"mode":"lax","k":[""]})",
+         R"("type":"array","subtype":"string","element_validation":{"required":{"mode":"strict"}})",
+         "{}"},
     });
-}
-
-TEST(JsonValidatorTest, ArrayElementRequiredReadsTheDataOfTheCall) {
-    const char* schema = R"([{"key":"k","type":"array","subtype":"string",)"
-                         R"("element_validation":{"required":{"mode":"strict"}}}])";
-    EXPECT_EQ(run(R"({"mode":"strict","k":["a","",null]})", schema).errors,
-              R"({"k":{"1":["can't be blank"],"2":["can't be blank"]}})");
-    EXPECT_EQ(run(R"({"mode":"lax","k":["a","",null]})", schema).errors, "{}");
 }
 
 TEST(JsonValidatorTest, IpAndCidrRules) {
     expect_cases({
         {R"({"k":"::1"})", R"("type":"ip")", "{}"},
         {R"({"k":5})", R"("type":"ip")", R"("must be a string")"},
-        {R"({"k":""})", R"("type":"ip")", "{}"},
         {R"({"k":""})", R"("type":"ip","required":true)", R"("can't be blank")"},
         {R"({"k":"10.0.0.0/8"})", R"("type":"ip")", R"("must be a valid IP address")"},
         {R"({"k":"10.0.0.0/8"})", R"("type":"cidr")", "{}"},
-        {R"({"k":"2001:db8::/32"})", R"("type":"cidr")", "{}"},
         // The bare-address test compares texts: upper-case digits pass.
         {R"({"k":"FE80::1"})", R"("type":"cidr")", "{}"},
         {R"({"k":""})", R"("type":"cidr")", "{}"},
-        {R"({"k":true})", R"("type":"cidr")", R"("must be a string")"},
     });
     // Texts the prefix parser raises on are invalid like any other.
-    for (const char* text : {"10.0.0.0/33", "10.0.0.0", "10.0.0.0/x", "::/999999999999999999999"}) {
-        EXPECT_EQ(run(R"({"k":")" + std::string(text) + "\"}", R"("type":"cidr")").errors,
+    for (const std::string text :
+         {"10.0.0.0/33", "10.0.0.0", "10.0.0.0/x", "::/999999999999999999999"})
+        EXPECT_EQ(run(R"({"k":")" + text + "\"}", R"("type":"cidr")"),
                   R"({"k":["must be a valid CIDR"]})")
             << text;
-    }
 }
 
 TEST(JsonValidatorTest, ResultCountsNewKeysOnlyAndNullArgumentsGiveFalse) {
@@ -244,28 +210,12 @@ TEST(JsonValidatorTest, ResultCountsNewKeysOnlyAndNullArgumentsGiveFalse) {
     EXPECT_EQ(errors.toString(), expected);
 }
 
-TEST(JsonValidatorTest, AddErrorReplacesValueThatIsNoArray) {
+TEST(JsonValidatorTest, BuildingBlocksReadTheDataAndAddErrorReplacesWhatIsNoArray) {
+    std::unique_ptr<JsonHash> data(JsonUtil::parseObject(R"({"b":0})"));
     JsonHash errors;
-    errors.add("k", "text");
-    JsonValidator::addError(&errors, "k", "first");
-    JsonValidator::addError(&errors, "k", "second");
-    EXPECT_EQ(errors.toString(), R"({"k":["first","second"]})");
-}
-
-TEST(JsonValidatorTest, ValidatorsReadTheirValueFromTheData) {
-    std::unique_ptr<JsonHash> data(JsonUtil::parseObject(R"({"n":"x","s":1,"b":0})"));
-    std::unique_ptr<JsonHash> rule(JsonUtil::parseObject(R"({"required":true})"));
-    JsonHash errors;
-    JsonValidator::validateInt("n", data.get(), rule.get(), &errors);
-    JsonValidator::validateString("s", data.get(), rule.get(), &errors);
-    JsonValidator::validateBool("b", data.get(), rule.get(), &errors);
-    JsonValidator::validateIp("missing", data.get(), rule.get(), &errors);
-    JsonValidator::validateItem("cidr", "s", data.get(), rule.get(), &errors);
-    EXPECT_EQ(errors.toString(),
-              R"({"b":["must be a boolean"],"missing":["can't be blank"],)"
-              R"("n":["must be an integer"],"s":["must be a string","must be a string"]})");
-    EXPECT_TRUE(JsonValidator::isRequired(data.get(), rule.get()));
-    EXPECT_FALSE(JsonValidator::isRequired(data.get(), &JsonHash::EMPTY_HASH));
+    errors.add("b", "no array");
+    JsonValidator::validateItem("bool", "b", data.get(), &JsonHash::EMPTY_HASH, &errors);
+    EXPECT_EQ(errors.toString(), R"({"b":["must be a boolean"]})");
 }
 
 TEST(JsonValidatorTest, ClientEntriesInTheSharedEmptyHashAreNoRules) {
