@@ -26,7 +26,8 @@
 // - An unknown type is reported under "base", not under the rule's key. A
 //   rule without a key, or a schema element that is no hash, is skipped.
 // - JSON null counts as absent. A string that is empty but not required
-//   still meets "one_of", "min" and "max".
+//   is still checked against "one_of", "min" and "max": with "one_of" it
+//   gives "invalid option " (nothing behind the blank).
 // - "int" wants the canonical decimal text of a value that fits an int: 5
 //   passes, 5.0, +5, 007 and 3000000000 do not.
 // - Bad array elements are reported as a hash from element index to
