@@ -1,3 +1,4 @@
+// Tests of config files: parsing, in-place rewrites, locking and refused settings.
 #include "qorbasic/config.h"
 
 #include <utime.h>

@@ -1,3 +1,4 @@
+// Tests of lock files between threads and processes, and of the lock directory.
 #include <fcntl.h>
 #include <limits.h>
 #include <poll.h>

@@ -1,3 +1,4 @@
+// Tests of whole-file and line I/O and of the line reader.
 #include "files/line_reader.h"
 #include "files/temp_tree.h"
 

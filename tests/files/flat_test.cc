@@ -1,3 +1,4 @@
+// Tests of the flat const char* file, config and profile functions.
 #include <limits.h>
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// Tests of profiles: listing, captions, the current profile and refused names.
 #include <set>
 
 #include "files/profile_paths.h"

@@ -1,3 +1,4 @@
+// Tests of file queries and tree operations, links and races included.
 #include <fcntl.h>
 #include <poll.h>
 #include <sched.h>

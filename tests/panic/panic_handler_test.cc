@@ -1,3 +1,4 @@
+// Tests of the crash report, each crash in a forked child.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>

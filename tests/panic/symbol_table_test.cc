@@ -1,3 +1,4 @@
+// Tests of the module symbol table and panic_resolve_sym.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <link.h>
