@@ -16,8 +16,7 @@ test -f "$prefix/lib/pkgconfig/qorbasic.pc"
 grep -q cxx_std_17 "$prefix/lib/cmake/qorbasic/qorbasicTargets.cmake"
 if grep -q -- -std= "$prefix/lib/pkgconfig/qorbasic.pc"; then echo "qorbasic.pc sets -std"; exit 1; fi
 
-mkdir -p "$work/client"
-cat > "$work/client/main.cc" <<'CC'
+cat > "$work/main.cc" <<'CC'
 #include <qorbasic/qorbasic.h>
 #include <cstdio>
 int main() {
@@ -26,20 +25,11 @@ int main() {
     return cased_equals(log->name(), "installed_client") ? 0 : 1;
 }
 CC
-cat > "$work/client/CMakeLists.txt" <<'CM'
-cmake_minimum_required(VERSION 3.16)
-project(installed_client CXX)
-find_package(qorbasic REQUIRED)
-add_executable(client main.cc)
-target_link_libraries(client PRIVATE qorbasic::qorbasic)
-CM
-cmake -S "$work/client" -B "$work/client/build" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake --build "$work/client/build" >/dev/null
+. "$(dirname "$0")/build-client.sh"
+build_client "$work/main.cc" "$prefix" "$work/client"
 out=$(LD_LIBRARY_PATH="$prefix/lib" "$work/client/build/client")
 [ "$out" = "installed_client 0" ] || { echo "find_package client printed: $out"; exit 1; }
 
-flags=$(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs qorbasic)
-g++ "$work/client/main.cc" $flags -o "$work/client/pc_client"
 out=$(LD_LIBRARY_PATH="$prefix/lib" "$work/client/pc_client")
 [ "$out" = "installed_client 0" ] || { echo "pkg-config client printed: $out"; exit 1; }
 echo "install: find_package and pkg-config clients run"

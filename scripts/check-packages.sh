@@ -17,19 +17,8 @@ for name in libqorbasic0 libqorbasic-dev; do
 done
 usr=$root/usr
 
-mkdir -p "$work/client"
-cp "$source_dir/examples/client.cc" "$work/client/"
-cat > "$work/client/CMakeLists.txt" <<'CM'
-cmake_minimum_required(VERSION 3.16)
-project(packaged_client CXX)
-find_package(qorbasic REQUIRED)
-add_executable(client client.cc)
-target_link_libraries(client PRIVATE qorbasic::qorbasic)
-CM
-cmake -S "$work/client" -B "$work/client/build" -DCMAKE_PREFIX_PATH="$usr" >/dev/null
-cmake --build "$work/client/build" >/dev/null
-flags=$(PKG_CONFIG_PATH="$usr/lib/pkgconfig" pkg-config --cflags --libs qorbasic)
-g++ -std=c++17 "$work/client/client.cc" $flags -o "$work/client/pc_client"
+. "$source_dir/scripts/build-client.sh"
+build_client "$source_dir/examples/client.cc" "$usr" "$work/client"
 
 for client in "$work/client/build/client" "$work/client/pc_client"; do
     # The client must load the packaged library, not one installed elsewhere.
