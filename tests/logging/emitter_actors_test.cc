@@ -48,10 +48,8 @@ TEST(EmitterFactoryTest, MakesEveryReportedClassWithItsPropertiesAndNothingElse)
         EXPECT_EQ(classes.fetch(i + 1), row.class_name);
         TestContext context("first", row.class_name);
         qrsvc::Actor* actor = BasicLog::emitter_factory().makeActor(context);
-        ASSERT_NE(actor, nullptr) << row.class_name;
-        BasicLog::Emitter* emitter = emitter_of(*actor);
-        ASSERT_NE(emitter, nullptr);
-        EXPECT_STREQ(emitter->emitter_type(), row.emitter_type);
+        ASSERT_TRUE(actor != nullptr && emitter_of(*actor) != nullptr) << row.class_name;
+        EXPECT_STREQ(emitter_of(*actor)->emitter_type(), row.emitter_type);
         EXPECT_EQ(actor->findInterface("Log_Emitter"), nullptr);
         EXPECT_EQ(actor->configReference("log_emitter", actor), qrsvc::CONFIG_UNKNOWN);
         for (const char* name : row.properties) {
@@ -65,7 +63,7 @@ TEST(EmitterFactoryTest, MakesEveryReportedClassWithItsPropertiesAndNothingElse)
         EXPECT_TRUE(actor->asyncStartup());
         actor->asyncShutdown();
         EXPECT_TRUE(actor->asyncIsComplete());
-        delete emitter;
+        delete emitter_of(*actor);
     }
     for (const char* other : {"Null_Emitter", "file_emitter ", ""}) {
         TestContext context("x", other);

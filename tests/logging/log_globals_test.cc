@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <regex>
 #include <string>
 
@@ -23,14 +22,11 @@ void log_to(const qor_loglevel_impl* level, const char* text, bool with_params =
     if (with_params) builder.add("errmsg", "No route to host").add("errno", 113);
 }
 
-// The line on stderr is exact, and its time is the local wall clock: in a
-// zone five hours east, the printed time read as UTC is five hours ahead.
+// The line on stderr is exact (its time is local time, see formats_test).
 // DEBUG is filtered at the start level, INFO; adding a null early emitter
 // keeps stderr. The flat level functions act on the same input.
-TEST(ProcessLog, OneStandardLineInLocalTimeAndFlatLevelFunctions) {
-    time_t before = time(nullptr);
+TEST(ProcessLog, OneStandardLineOnStderrAndFlatLevelFunctions) {
     qortest::ChildResult child = run_in_child([] {
-        setenv("TZ", "<+05>-5", 1);
         BasicLog::add_early_emitter(nullptr);
         log_to(QOR_LOGLEVEL_DEBUG, "hidden");
         log_to(QOR_LOGLEVEL_WARN, "connect failed", true);
@@ -43,16 +39,11 @@ TEST(ProcessLog, OneStandardLineInLocalTimeAndFlatLevelFunctions) {
         set_default_loglevel(QOR_LOGLEVEL_DEFAULT);
         _exit(ok && get_default_loglevel() == QOR_LOGLEVEL_INFO ? 0 : 1);
     });
-    time_t after = time(nullptr);
     EXPECT_TRUE(child.exited_with(0));
-    std::regex form(
-        R"(\[WARNING \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6}\] connect failed: errmsg=No route to host errno=113\n)");
-    ASSERT_TRUE(std::regex_match(child.err, form)) << child.err;
-    struct tm fields = {};
-    ASSERT_NE(strptime(child.err.c_str() + 9, "%Y-%m-%d %H:%M:%S", &fields), nullptr);
-    time_t printed = timegm(&fields) - 5 * 3600;
-    EXPECT_GE(printed, before);
-    EXPECT_LE(printed, after);
+    EXPECT_TRUE(std::regex_match(child.err,
+                                 std::regex(R"(\[WARNING \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6}\] )"
+                                            "connect failed: errmsg=No route to host errno=113\n")))
+        << child.err;
 }
 
 // An exit handler registered before logging first comes up runs after every

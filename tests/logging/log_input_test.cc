@@ -1,12 +1,10 @@
 // The direct log path on a LogInput of the test's own, so that no test sees
 // another's sources, levels or emitter.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <functional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -144,24 +142,6 @@ TEST_F(LogInputTest, LogCallFromInsideAnEmitterIsDropped) {
         _exit(lines_.size() == 1 && content_of(lines_[0]) == "outer" ? 0 : 1);
     });
     EXPECT_TRUE(child.exited_with(0)) << child.status;
-}
-
-TEST_F(LogInputTest, LinesFromManyThreadsComeOutWholeAndAllOfThem) {
-    BasicLog::Source* source = input_.make_source("threads");
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([this, source, t] {
-            for (int i = 0; i < 200; ++i) {
-                log(source, QOR_LOGLEVEL_INFO, "line",
-                    [t](Builder& b) { b.addInt("t", t).add("k", "v"); });
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    ASSERT_EQ(lines_.size(), 800u);
-    for (const std::string& line : lines_) {
-        EXPECT_THAT(content_of(line), testing::MatchesRegex("line: t=[0-3] k=v"));
-    }
 }
 
 }  // namespace

@@ -40,15 +40,17 @@ void extract_run(InspectedQueue& queue, ScopedLock& hold, int from, int to) {
 // whether the last insert went into the first page, and the slots of the last
 // page. Draining the queue then leaves no page in the list and one spare.
 TEST(PointerQueueTest, PagesFillAtTheirEndAndTheSparePageIsReused) {
-    // The 31st insert opens a page. An emptied page starts again at slot 0, but
-    // one used to its end is full though slots at its front are free. A
-    // used-up first page comes back as the spare. Draining frees all but one.
+    // The 31st insert opens a page. An emptied page stays in the list, holding
+    // nothing, until the next extract, and starts again at slot 0; but one used
+    // to its end is full though slots at its front are free. A used-up first
+    // page comes back as the spare. Draining frees all pages but one.
     const struct {
         int insert1, extract1, insert2;
-        const char* pages;  // "<pages> <last insert in the first page> <slots of the last>"
+        const char* pages;  // "<pages> <tail is the first page> <tail first>+<tail count>"
     } rows[] = {
-        {30, 0, 0, "1 1 30"},  {31, 0, 0, "2 0 1"},    {30, 30, 1, "1 1 1"}, {30, 29, 1, "2 0 1"},
-        {45, 44, 20, "2 1 5"}, {31, 31, 40, "2 1 10"}, {90, 0, 0, "3 0 30"},
+        {30, 0, 0, "1 1 0+30"}, {31, 0, 0, "2 0 0+1"},   {30, 30, 1, "1 1 0+1"},
+        {30, 29, 1, "2 0 0+1"}, {45, 44, 20, "2 1 0+5"}, {31, 31, 40, "2 1 0+10"},
+        {90, 0, 0, "3 0 0+30"}, {30, 30, 0, "1 1 30+0"},
     };
     for (const auto& row : rows) {
         InspectedQueue queue;
@@ -62,33 +64,22 @@ TEST(PointerQueueTest, PagesFillAtTheirEndAndTheSparePageIsReused) {
         for (PQPAGE* page = queue.head(); page != nullptr; page = page->next) ++pages;
         const PQPAGE* tail = queue.tail();
         EXPECT_EQ(std::to_string(pages) + " " + std::to_string(tail == first_page) + " " +
-                      std::to_string(tail->count),
+                      std::to_string(tail->first) + "+" + std::to_string(tail->count),
                   row.pages)
             << row.insert1 << "/" << row.extract1 << "/" << row.insert2;
-        EXPECT_TRUE(tail->first == 0 && tail->next == nullptr);
+        EXPECT_EQ(tail->next, nullptr);
+        EXPECT_EQ(queue.has_data(hold), inserted > row.extract1);
         extract_run(queue, hold, row.extract1, inserted);
         EXPECT_EQ(queue.extract(hold), nullptr);
         EXPECT_TRUE(queue.head() == nullptr && queue.tail() == nullptr && queue.spare() != nullptr);
     }
 }
 
-// Null is refused; an emptied page stays in the list until the next extract,
-// holding nothing.
-TEST(PointerQueueTest, EmptyQueueAndEmptiedPagesHoldNoData) {
-    InspectedQueue queue;
-    ScopedLock hold(queue);
-    EXPECT_EQ(queue.extract(hold), nullptr);
-    EXPECT_TRUE(queue.head() == nullptr && queue.tail() == nullptr);
-    EXPECT_FALSE(queue.insert(nullptr, hold));
-    insert_run(queue, hold, 1, 31);
-    extract_run(queue, hold, 1, 31);
-    EXPECT_NE(queue.head(), nullptr);
-    EXPECT_FALSE(queue.has_data(hold));
-}
-
-TEST(PointerQueueTest, BulkCallsSkipNullsOnInsertAndPadWithNullsOnExtract) {
+TEST(PointerQueueTest, NullIsRefusedBulkCallsSkipItOnInsertAndPadWithItOnExtract) {
     SimplePointerQueue queue;
     ScopedLock hold(queue);
+    EXPECT_FALSE(queue.insert(nullptr, hold));
+    EXPECT_EQ(queue.extract(hold), nullptr);
     void* in[] = {item(1), nullptr, item(2), nullptr};
     EXPECT_EQ(queue.bulk_insert(in, 4, hold), 4);
     for (void* left : in) EXPECT_EQ(left, nullptr);
