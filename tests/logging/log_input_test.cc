@@ -116,20 +116,6 @@ TEST_F(LogInputTest, ParametersRenderInTheStandardContentForm) {
     }
 }
 
-TEST_F(LogInputTest, AddEmitterReplacesAndDeletesTheOldOneButNeverItself) {
-    std::vector<std::string> other_lines;
-    int other_destroyed = 0;
-    input_.add_emitter(nullptr);
-    EXPECT_EQ(destroyed_, 0);
-    BasicLog::Emitter* other = new CapturingEmitter(&other_lines, &other_destroyed);
-    input_.add_emitter(other);
-    input_.add_emitter(other);
-    EXPECT_EQ(std::make_pair(destroyed_, other_destroyed), std::make_pair(1, 0));
-    log(input_.make_source("after"), QOR_LOGLEVEL_ERROR, "to the new one");
-    EXPECT_EQ(std::make_pair(lines_.size(), other_lines.size()),
-              std::make_pair(size_t{0}, size_t{1}));
-}
-
 // An emitter that logs through the same input: its thread holds the input's
 // mutex, so the inner call must be dropped, not wait for itself.
 TEST_F(LogInputTest, LogCallFromInsideAnEmitterIsDropped) {

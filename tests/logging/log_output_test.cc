@@ -110,7 +110,8 @@ TEST(LogOutputTest, EmitterMayLogAndEmergencyEmitterReplacesTheList) {
 }
 
 // Direct mode, the default: the calls succeed and do nothing, and each
-// add_queued_emitter replaces the early emitter, deleting the one before.
+// add_queued_emitter replaces the early emitter, deleting the one before but
+// never itself; null changes nothing.
 TEST(ProcessLogQueue, DirectModeHasNoThreadAndAddReplacesTheEarlyEmitter) {
     qortest::ChildResult child = run_in_child([] {
         static int destroyed = 0;
@@ -119,9 +120,11 @@ TEST(ProcessLogQueue, DirectModeHasNoThreadAndAddReplacesTheEarlyEmitter) {
                   BasicLog::logging_shutdown();
         BasicLog::dump_log();
         BasicLog::logger_dump();
-        BasicLog::add_queued_emitter(nullptr);
         BasicLog::add_queued_emitter(new CapturingEmitter(&lines_a, &destroyed));
-        BasicLog::add_queued_emitter(new CapturingEmitter(&lines_b, &destroyed));
+        CapturingEmitter* b = new CapturingEmitter(&lines_b, &destroyed);
+        for (CapturingEmitter* e : {b, b, static_cast<CapturingEmitter*>(nullptr)}) {
+            BasicLog::add_queued_emitter(e);
+        }
         log_line(BasicLog::make_logsource_instance("c.cc"), "to b");
         ok = ok && destroyed == 1 && lines_a.empty() && lines_b.size() == 1;
         // Too late for queued mode now.

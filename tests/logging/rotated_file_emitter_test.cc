@@ -11,6 +11,7 @@
 #include <time.h>
 
 #include <atomic>
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <set>
@@ -168,22 +169,20 @@ TEST_F(FileEmitterTest, FailedOpensAndWritesLoseTheLineAndRecover) {
     log("kept");
     EXPECT_EQ(read_all(tree_.path("a/b/svc-20180401-13.log")), "[INFO h] kept\n");
 
-    // A directory, a link or a FIFO in place of the file.
+    // A directory, a link or a FIFO in place of the file: the line is lost,
+    // nothing is written through the link, and the FIFO doesn't block.
     start("1 hour", "svc-");
     const std::string hour_file = tree_.path("svc-20180401-13.log");
     tree_.file("target", "t");
-    tree_.dir("svc-20180401-13.log");
-    log("lost to a directory");
-    EXPECT_EQ(current(), "");
-    rmdir(hour_file.c_str());
-    tree_.link(tree_.path("target"), "svc-20180401-13.log");
-    log("lost to a link");
-    unlink(hour_file.c_str());
-    mkfifo(hour_file.c_str(), 0644);
-    log("lost to a FIFO, without blocking");
-    EXPECT_EQ(current(), "");
+    for (int obstacle = 0; obstacle < 3; ++obstacle) {
+        if (obstacle == 0) mkdir(hour_file.c_str(), 0755);
+        if (obstacle == 1) tree_.link(tree_.path("target"), "svc-20180401-13.log");
+        if (obstacle == 2) mkfifo(hour_file.c_str(), 0644);
+        log("lost");
+        EXPECT_EQ(current(), "") << obstacle;
+        std::remove(hour_file.c_str());
+    }
     EXPECT_EQ(file("target"), "t");
-    unlink(hour_file.c_str());
     log("back");
     // Removed by another process while open: opened anew within a second.
     unlink(hour_file.c_str());
