@@ -77,8 +77,7 @@ TEST(LogOutputTest, ThreadWakesOnInsertAndStopAndLeavesTheRestQueued) {
     output.begin_shutdown();
     EXPECT_FALSE(output.is_running());
     EXPECT_TRUE(output.wait_until_stopped(700000));
-    log_line(sides.source, "left");
-    log_line(sides.source, "left");
+    for (int i = 0; i < 2; ++i) log_line(sides.source, "left");
     thread_nap(20000);
     EXPECT_EQ(emitter.count(), 3u);
     EXPECT_EQ(output.write_messages(), 2);

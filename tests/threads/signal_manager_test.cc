@@ -31,13 +31,12 @@ class RecordingManager : public SignalManager {
 
 TEST(SignalManagerTest, LatchesSignalsAndDispatchesThemByNumber) {
     const struct {
-        const char* name;
         std::function<void()> body;
         const char* dispatched;
     } cases[] = {
-        // Numbers outside 0..31 are ignored, 0 counts; nothing pending calls nothing.
-        {"repeats count once, lowest number first",
-         [] {
+        // Repeats count once, lowest number first; numbers outside 0..31 are
+        // ignored, 0 counts; with nothing pending a check calls nothing.
+        {[] {
              RecordingManager manager;
              for (int signum : {SIGUSR2, SIGUSR1, SIGHUP, -1, 32}) manager.catchSignal(signum);
              for (int signum : {32, -1, 0}) SignalManager::handler(signum);
@@ -46,10 +45,9 @@ TEST(SignalManagerTest, LatchesSignalsAndDispatchesThemByNumber) {
              manager.check();
          },
          "0,1,10,12,||"},
-        // A higher number raised inside handleSignal goes out in the same
+        // Raised inside handleSignal, a higher number goes out in the same
         // check, a lower one in the next, the same one is absorbed.
-        {"signals raised from inside handleSignal",
-         [] {
+        {[] {
              RecordingManager manager;
              for (int signum : {SIGUSR1, SIGUSR2, SIGTERM}) manager.catchSignal(signum);
              manager.during = [](int signum) {
@@ -60,8 +58,8 @@ TEST(SignalManagerTest, LatchesSignalsAndDispatchesThemByNumber) {
              for (int i = 0; i < 3; ++i) manager.check();
          },
          "12,15,|10,||"},
-        {"a second catchSignal installs nothing",
-         [] {
+        // A second catchSignal installs nothing.
+        {[] {
              RecordingManager manager;
              manager.catchSignal(SIGUSR1);
              struct sigaction installed = {};
@@ -78,8 +76,7 @@ TEST(SignalManagerTest, LatchesSignalsAndDispatchesThemByNumber) {
          "|"},
         // The handler fills the manager built last, and nothing once that
         // one is gone; the action stays installed.
-        {"the manager built last is current",
-         [] {
+        {[] {
              RecordingManager older;
              older.catchSignal(SIGUSR1);
              {
@@ -95,7 +92,7 @@ TEST(SignalManagerTest, LatchesSignalsAndDispatchesThemByNumber) {
     };
     for (const auto& c : cases) {
         qortest::ChildResult child = qortest::run_in_child(c.body);
-        EXPECT_TRUE(child.exited_with(0)) << c.name << " status " << child.status;
-        EXPECT_EQ(child.err, c.dispatched) << c.name;
+        EXPECT_TRUE(child.exited_with(0)) << c.dispatched << " status " << child.status;
+        EXPECT_EQ(child.err, c.dispatched);
     }
 }
