@@ -162,5 +162,5 @@ TEST_F(LogInputTest, LogMacrosEvaluateNothingWhenTheLevelIsFilteredOut) {
     ASSERT_EQ(lines_.size(), 2u);
     EXPECT_EQ(content_of(lines_[0]), "warned: k=v");
     EXPECT_EQ(content_of(lines_[1]), "site: n=1");
-    EXPECT_EQ(lines_[0].rfind("[WARNING ", 0), 0u);
+    EXPECT_EQ(lines_[0].rfind("[WARNING] ", 0), 0u);
 }
