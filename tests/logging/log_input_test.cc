@@ -20,7 +20,7 @@ using qortest::content_of;
 class LogInputTest : public ::testing::Test {
   protected:
     LogInputTest() : input_(QOR_LOGLEVEL_INFO) {
-        input_.add_emitter(new CapturingEmitter(&lines_, &destroyed_));
+        input_.add_emitter(new CapturingEmitter(&lines_));
     }
 
     void log(BasicLog::Source* source, const qor_loglevel_impl* level, const std::string& text,
@@ -33,7 +33,6 @@ class LogInputTest : public ::testing::Test {
 
     LogInput input_;
     std::vector<std::string> lines_;
-    int destroyed_ = 0;
 };
 
 TEST_F(LogInputTest, OneSourcePerBaseNameWithoutOneOfEachSuffixListedAfterTheNamedOnes) {
