@@ -1,3 +1,5 @@
+// Assertion failures, each in a child process: the handler is process-wide and
+// the default one ends the process.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -10,15 +12,26 @@ namespace {
 
 using qortest::run_in_child;
 
-const std::string kNullText = "assert error, <filename unknown> line 0, \"<no message>\" \n";
+std::string g_recorded;
 
-TEST(AssertFailure, DefaultHandlerPrintsThenLogsThenRaisesSigill) {
-    qortest::ChildResult child = run_in_child([] { invokeAssertFailure(nullptr, 0, nullptr); });
+// An installed handler replaces the default until reset; the default one
+// prints, then logs at ERROR, then raises SIGILL.
+TEST(AssertFailure, InstalledHandlerReplacesTheDefaultThatPrintsLogsAndRaisesSigill) {
+    qortest::ChildResult child = run_in_child([] {
+        setAssertFailure([](const char* file, int line, const char* message) {
+            g_recorded += std::string(file) + ":" + std::to_string(line) + ":" + message;
+        });
+        invokeAssertFailure("a.cc", 7, "packet bytes missing");
+        if (g_recorded != "a.cc:7:packet bytes missing") _exit(1);
+        setAssertFailure(nullptr);
+        invokeAssertFailure(nullptr, 0, nullptr);
+        _exit(2);  // not reached: the default handler raised SIGILL
+    });
     EXPECT_TRUE(child.killed_by(SIGILL)) << child.status;
-    ASSERT_EQ(child.err.compare(0, kNullText.size(), kNullText), 0) << child.err;
-    std::string logged = child.err.substr(kNullText.size());
-    EXPECT_EQ(logged.compare(0, 7, "[ERROR "), 0) << logged;
-    EXPECT_NE(logged.find("] " + kNullText + "\n"), std::string::npos) << logged;
+    const std::string printed = "assert error, <filename unknown> line 0, \"<no message>\" \n";
+    ASSERT_EQ(child.err.compare(0, printed.size(), printed), 0) << child.err;
+    EXPECT_EQ(child.err.compare(printed.size(), 7, "[ERROR "), 0) << child.err;
+    EXPECT_EQ(child.err.substr(child.err.find("] ") + 2), printed + "\n");
 }
 
 // With SIGILL ignored the handler returns; a long message is cut to the
@@ -37,30 +50,13 @@ TEST(AssertFailure, DefaultHandlerReturnsWhenSigillIsIgnored) {
     EXPECT_EQ(child.err.compare(first.size(), 27, "assert error, f.cc line 1, "), 0);
 }
 
-std::string g_recorded;
-
-TEST(AssertFailure, InstalledHandlerReplacesTheDefaultUntilReset) {
-    qortest::ChildResult child = run_in_child([] {
-        setAssertFailure([](const char* file, int line, const char* message) {
-            g_recorded += std::string(file) + ":" + std::to_string(line) + ":" + message;
-        });
-        invokeAssertFailure("a.cc", 7, "packet bytes missing");
-        if (g_recorded != "a.cc:7:packet bytes missing") _exit(1);
-        setAssertFailure(nullptr);
-        invokeAssertFailure(nullptr, 0, nullptr);
-        _exit(2);  // not reached: the default handler raised SIGILL
-    });
-    EXPECT_TRUE(child.killed_by(SIGILL)) << child.status;
-    EXPECT_EQ(child.err.compare(0, kNullText.size(), kNullText), 0) << child.err;
-}
-
 // An assertion on a thread that holds the LogInput mutex (as make_source does
 // when it can't create a source) prints and raises all the same.
 TEST(AssertFailure, AssertionWhileHoldingTheLogLockNeitherWaitsNorLosesItsText) {
     for (bool ignore_sigill : {true, false}) {
         qortest::ChildResult child = run_in_child([ignore_sigill] {
             if (ignore_sigill) signal(SIGILL, SIG_IGN);
-            BasicLog::add_early_emitter(new qortest::CapturingEmitter(nullptr, nullptr, [] {
+            BasicLog::add_early_emitter(new qortest::CapturingEmitter(nullptr, nullptr, [](auto&) {
                 invokeAssertFailure("emitter.cc", 9, "failed to create a logger object");
             }));
             BasicLog::Source* source = BasicLog::make_logsource_instance("x.cc");

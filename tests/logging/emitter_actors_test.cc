@@ -1,3 +1,5 @@
+// The emitter actors that a host makes by class name: console, system log
+// and file emitters.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -10,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "logging/actor_test_support.h"
 #include "logging/log_test_support.h"
 #include "qorbasic/actors.h"
 
@@ -29,8 +30,7 @@ BasicLog::Emitter* emitter_of(qrsvc::Actor& actor) {
 // once. The log owns what it is given: deleting the Emitter frees the actor.
 TEST(EmitterFactoryTest, MakesEveryReportedClassWithItsPropertiesAndNothingElse) {
     const struct {
-        const char* class_name;
-        const char* emitter_type;
+        const char *class_name, *emitter_type;
         std::vector<const char*> properties;
     } rows[] = {
         {"null_emitter", "NullEmitter", {}},
@@ -48,10 +48,8 @@ TEST(EmitterFactoryTest, MakesEveryReportedClassWithItsPropertiesAndNothingElse)
         EXPECT_EQ(classes.fetch(i + 1), row.class_name);
         TestContext context("first", row.class_name);
         qrsvc::Actor* actor = BasicLog::emitter_factory().makeActor(context);
-        ASSERT_NE(actor, nullptr) << row.class_name;
-        BasicLog::Emitter* emitter = emitter_of(*actor);
-        ASSERT_NE(emitter, nullptr);
-        EXPECT_STREQ(emitter->emitter_type(), row.emitter_type);
+        ASSERT_TRUE(actor != nullptr && emitter_of(*actor) != nullptr) << row.class_name;
+        EXPECT_STREQ(emitter_of(*actor)->emitter_type(), row.emitter_type);
         EXPECT_EQ(actor->findInterface("Log_Emitter"), nullptr);
         EXPECT_EQ(actor->configReference("log_emitter", actor), qrsvc::CONFIG_UNKNOWN);
         for (const char* name : row.properties) {
@@ -61,12 +59,11 @@ TEST(EmitterFactoryTest, MakesEveryReportedClassWithItsPropertiesAndNothingElse)
             EXPECT_EQ(actor->configProperty(name, "1"), qrsvc::CONFIG_UNKNOWN) << name;
         }
         context.name_ = "second";
-        EXPECT_EQ(actor->actorName(), "second");
-        EXPECT_EQ(actor->asyncName(), "first");
+        EXPECT_EQ(actor->actorName() + actor->asyncName(), "secondfirst");
         EXPECT_TRUE(actor->asyncStartup());
         actor->asyncShutdown();
         EXPECT_TRUE(actor->asyncIsComplete());
-        delete emitter;
+        delete emitter_of(*actor);
     }
     for (const char* other : {"Null_Emitter", "file_emitter ", ""}) {
         TestContext context("x", other);
@@ -91,9 +88,8 @@ TEST(EmitterActorTest, VerifyConfigNamesWhatIsMissingOrOutOfRange) {
                                                               "actor=syslog-out field=subsystem"),
                                             testing::EndsWith("field=category")));
 
-    const std::pair<const char*, bool> intervals[] = {
-        {"1 ms", true}, {"0 ms", false}, {"10", false}};
-    for (const auto& [interval, ok] : intervals) {
+    for (const char* interval : {"1 ms", "0 ms", "10"}) {
+        const bool ok = std::string(interval) == "1 ms";
         TestContext file_context("f", "file_emitter");
         std::unique_ptr<qrsvc::Actor> file(BasicLog::emitter_factory().makeActor(file_context));
         file->configProperty("interval", interval);
@@ -102,11 +98,15 @@ TEST(EmitterActorTest, VerifyConfigNamesWhatIsMissingOrOutOfRange) {
     }
 }
 
-// The console actors escape the joined line; stdout is left unflushed, so
-// the child's exit flushes it.
-TEST(EmitterActorTest, ConsoleActorsWriteOneEscapedLine) {
+// The line writers flush each line (an unflushed one would come out last, at
+// exit); the console actors escape the joined line and leave stdout
+// unflushed.
+TEST(EmitterActorTest, ConsoleWritersAndActorsWriteOneLineEach) {
     qortest::ChildResult child = qortest::run_in_child([] {
         dup2(2, 1);
+        BasicLog::stdout_emitter(QOR_LOGLEVEL_INFO, "[INFO t]", "out");
+        BasicLog::null_emitter(QOR_LOGLEVEL_INFO, "[INFO t]", "none");
+        BasicLog::stderr_emitter(QOR_LOGLEVEL_INFO, "[INFO t]", "err");
         for (const char* class_name : {"stderr_emitter", "stdout_emitter", "null_emitter"}) {
             TestContext context("c", class_name);
             qrsvc::Actor* actor = BasicLog::emitter_factory().makeActor(context);
@@ -116,7 +116,8 @@ TEST(EmitterActorTest, ConsoleActorsWriteOneEscapedLine) {
         }
         std::exit(0);
     });
-    EXPECT_EQ(child.err, "[H] a b ??stderr_emitter\n[H] a b ??stdout_emitter\n");
+    EXPECT_EQ(child.err,
+              "[INFO t] out\n[INFO t] err\n[H] a b ??stderr_emitter\n[H] a b ??stdout_emitter\n");
 }
 
 // The system log is a datagram socket at /dev/log; the child puts its own
@@ -149,20 +150,17 @@ TEST(SyslogTest, ActorAndFlatFunctionsReachTheSystemLog) {
         actor->asyncStartup();
         emitter_of(*actor)->send_one_line(QOR_LOGLEVEL_WARN, "[WARNING t]", "x\ty");
         actor->asyncShutdown();
-        bool complete = actor->asyncIsComplete();
+        std::fprintf(stderr, "complete=%d\n", actor->asyncIsComplete());
         delete actor;
         char datagram[512];
-        ssize_t n;
-        while ((n = recv(sock, datagram, sizeof datagram - 1, 0)) > 0) {
-            datagram[n] = '\0';
-            std::fprintf(stderr, "%s|\n", datagram);
+        for (ssize_t n; (n = recv(sock, datagram, sizeof datagram - 1, 0)) > 0;) {
+            std::fprintf(stderr, "%.*s|\n", static_cast<int>(n), datagram);
         }
-        std::fprintf(stderr, "complete=%d\n", complete);
     });
     if (child.exited_with(77)) GTEST_SKIP() << "no private mount namespace here";
     ASSERT_TRUE(child.exited_with(0)) << child.err;
     // "<priority>timestamp ident: text", priority = LOG_USER (8) + level.
-    EXPECT_THAT(child.err, testing::MatchesRegex("<14>.* <appname unavailable>: flat text\\|\n"
-                                                 "<12>.* svc: net work \\[WARNING t\\] x y\\|\n"
-                                                 "complete=1\n"));
+    EXPECT_THAT(child.err, testing::MatchesRegex("complete=1\n"
+                                                 "<14>.* <appname unavailable>: flat text\\|\n"
+                                                 "<12>.* svc: net work \\[WARNING t\\] x y\\|\n"));
 }

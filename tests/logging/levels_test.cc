@@ -1,3 +1,4 @@
+// The seven level records, their names and the parser of level names.
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -36,9 +37,14 @@ TEST(Levels, SevenValidRecordsInSeverityOrderWithTheirNames) {
 }
 
 // A bad level gives the fallback texts and is reported on the log once per
-// call, when "basiclib" sends ERROR.
-TEST(Levels, BadLevelGivesFallbacksAndIsReported) {
+// call, when "basiclib" sends ERROR. Inside the format path of a message it
+// prints "<log level>" and adds no report: that would need the lock that the
+// emitting thread holds.
+TEST(Levels, BadLevelGivesFallbacksAndIsReportedOutsideTheFormatPath) {
     qortest::ChildResult child = qortest::run_in_child([] {
+        BasicLog::Source* source = BasicLog::make_logsource_instance("bad_level.cc");
+        BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
+                                    QOR_LOGLEVEL_DEFAULT, "odd", __FILE__, __func__);
         bool ok = std::string(loglevel_shortname(QOR_LOGLEVEL_DEFAULT)) == "X~" &&
                   std::string(loglevel_fullname(QOR_LOGLEVEL_DEFAULT)) == "<log level>" &&
                   loglevel_to_syslog(QOR_LOGLEVEL_DEFAULT) == 6;
@@ -46,40 +52,25 @@ TEST(Levels, BadLevelGivesFallbacksAndIsReported) {
         loglevel_fullname(QOR_LOGLEVEL_DEFAULT);  // filtered out: no report
         _exit(ok ? 0 : 1);
     });
-    EXPECT_TRUE(child.exited_with(0));
-    EXPECT_TRUE(
-        std::regex_match(child.err, std::regex(R"((\[ERROR [^\]]+\] invalid log level\n){3})")))
+    EXPECT_TRUE(child.exited_with(0)) << child.status;
+    EXPECT_TRUE(std::regex_match(
+        child.err,
+        std::regex(R"(\[<log level> [^\]]+\] odd\n(\[ERROR [^\]]+\] invalid log level\n){3})")))
         << child.err;
 }
 
-// A bad level inside the format path prints "<log level>" and adds no second
-// line: the report would need the lock that the emitting thread holds.
-TEST(Levels, BadLevelOfAMessagePrintsThePlaceholderWithoutReentering) {
-    qortest::ChildResult child = qortest::run_in_child([] {
-        BasicLog::Source* source = BasicLog::make_logsource_instance("bad_level.cc");
-        BasicLog::LogMessageBuilder(source->receiver(), source->name().c_str(),
-                                    QOR_LOGLEVEL_DEFAULT, "odd", __FILE__, __func__);
-    });
-    EXPECT_TRUE(child.exited_with(0)) << child.status;
-    EXPECT_EQ(child.err.compare(0, 13, "[<log level> "), 0) << child.err;
-    EXPECT_EQ(child.err.find('\n'), child.err.size() - 1) << child.err;
-}
-
-TEST(ParseLoglevel, ReadsNamesShortFormsAndTheLevelFieldOfALine) {
+// Exact full and short names are left to the fuzz target.
+TEST(ParseLoglevel, ReadsNamesAliasesAndTheLevelFieldOfALine) {
     const std::pair<const qor_loglevel_impl*, std::vector<const char*>> cases[] = {
         {QOR_LOGLEVEL_INFO, {nullptr, "", "   ", "verbose", "WARNINGS", "W", "[[WARN]", "ERR\tx"}},
-        {QOR_LOGLEVEL_TRACE, {"trace", "T~"}},
+        {QOR_LOGLEVEL_TRACE, {"trace"}},
         {QOR_LOGLEVEL_DEBUG, {"Debug"}},
-        {QOR_LOGLEVEL_NOTICE, {"NOTICE"}},
-        {QOR_LOGLEVEL_WARN,
-         {" warn ", "warning", "w~anything", "[WARNING 2017-01-02 10:00:00.000000] text"}},
+        {QOR_LOGLEVEL_WARN, {" warn ", "warning", "w~anything", "[WARNING 2017-01-02 10:00:00] x"}},
         {QOR_LOGLEVEL_ERROR, {"e~", "err", "ERROR]"}},
         {QOR_LOGLEVEL_FATAL, {"alert", "[EMERG]", "emergency", "critical", "panic", "fatal"}},
     };
     for (const auto& [level, texts] : cases) {
-        for (const char* text : texts) {
-            EXPECT_EQ(parse_loglevel(text), level) << (text ? text : "(null)");
-        }
+        for (const char* text : texts) EXPECT_EQ(parse_loglevel(text), level) << (text ? text : "");
     }
 }
 

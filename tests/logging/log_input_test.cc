@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <functional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -21,7 +20,7 @@ using qortest::content_of;
 class LogInputTest : public ::testing::Test {
   protected:
     LogInputTest() : input_(QOR_LOGLEVEL_INFO) {
-        input_.add_emitter(new CapturingEmitter(&lines_, &destroyed_));
+        input_.add_emitter(new CapturingEmitter(&lines_));
     }
 
     void log(BasicLog::Source* source, const qor_loglevel_impl* level, const std::string& text,
@@ -34,7 +33,6 @@ class LogInputTest : public ::testing::Test {
 
     LogInput input_;
     std::vector<std::string> lines_;
-    int destroyed_ = 0;
 };
 
 TEST_F(LogInputTest, OneSourcePerBaseNameWithoutOneOfEachSuffixListedAfterTheNamedOnes) {
@@ -46,8 +44,7 @@ TEST_F(LogInputTest, OneSourcePerBaseNameWithoutOneOfEachSuffixListedAfterTheNam
     EXPECT_EQ(input_.make_source(nullptr)->name(), "<anonymous logger>");
     EXPECT_EQ(input_.make_source(""), input_.make_source(nullptr));
     // One source per normalised name; find takes the exact name.
-    BasicLog::Source* from_path = input_.make_source("a/b/Foo.cpp");
-    EXPECT_EQ(input_.find_source("Foo"), from_path);
+    EXPECT_EQ(input_.find_source("Foo"), input_.make_source("a/b/Foo.cpp"));
     EXPECT_EQ(input_.find_source("a/b/Foo.cpp"), nullptr);
     EXPECT_EQ(input_.find_source("foo"), nullptr);
 
@@ -69,10 +66,8 @@ TEST_F(LogInputTest, SetLogLevelReachesEverySourceWithoutAnOwnLevel) {
     BasicLog::Source* before = input_.make_source("before");
     input_.setLogLevel(QOR_LOGLEVEL_ERROR);
     BasicLog::Source* after = input_.make_source("after");
-    EXPECT_EQ(input_.getLogLevel(), QOR_LOGLEVEL_ERROR);
     EXPECT_EQ(before->effective_log_level(), QOR_LOGLEVEL_ERROR);
     EXPECT_EQ(after->effective_log_level(), QOR_LOGLEVEL_ERROR);
-
     const qor_loglevel_impl stranger = *QOR_LOGLEVEL_FATAL;
     for (const qor_loglevel_impl* bad : {QOR_LOGLEVEL_DEFAULT, &stranger}) {
         input_.setLogLevel(QOR_LOGLEVEL_ERROR);
@@ -88,77 +83,36 @@ TEST_F(LogInputTest, SetLogLevelReachesEverySourceWithoutAnOwnLevel) {
         QOR_LOGLEVEL_WARN,    QOR_LOGLEVEL_ERROR, QOR_LOGLEVEL_FATAL};
     for (int i = 0; i < 7; ++i) EXPECT_EQ(after->would_send(levels[i]), i >= 4) << i;
     after->set_own_level(QOR_LOGLEVEL_DEBUG);
-    EXPECT_EQ(after->effective_log_level(), QOR_LOGLEVEL_DEBUG);
     EXPECT_TRUE(after->would_send(QOR_LOGLEVEL_DEBUG));
     after->set_own_level(QOR_LOGLEVEL_DEFAULT);
     EXPECT_EQ(after->effective_log_level(), QOR_LOGLEVEL_WARN);
-    EXPECT_FALSE(after->would_send(QOR_LOGLEVEL_DEBUG));
 }
 
+// The edges of each kind of parameter; formats_test has one of every kind
+// in one message.
 TEST_F(LogInputTest, ParametersRenderInTheStandardContentForm) {
     BasicLog::Source* source = input_.make_source("content");
-    struct Case {
-        std::function<void(Builder&)> fill;
-        std::string content;
-        std::string text = "m";
-    } cases[] = {
-        {nullptr, "ends in a line feed\n", "ends in a line feed\n"},
-        {nullptr, std::string(599, 'x'), std::string(700, 'x')},
-        {[](Builder& b) { b.add("name", ""); }, "empty value: name=", "empty value"},
-        {[](Builder& b) { b.add("k", "1").add("k", "2"); }, "twice: k=1 k=2", "twice"},
-        {[](Builder& b) { b.add("v", "a b=c"); }, "spaces stay: v=a b=c", "spaces stay"},
-        {[](Builder& b) {
-             for (const char* name : {"a", "b", "c", "d", "e", "f", "g", "h"}) b.add(name, name);
-         },
-         "m: a=a b=b c=c d=d e=e f=f g=g h=h"},
-        {[](Builder& b) { b.addInt("n", -9223372036854775807L - 1); }, "m: n=-9223372036854775808"},
-        {[](Builder& b) { b.addHex("h", 255); }, "m: h=000000ff"},
-        {[](Builder& b) { b.addHex("h", 0xDEADBEEF); }, "m: h=deadbeef"},
-        {[](Builder& b) { b.addBool("t", true).addBool("f", false); }, "m: t=true f=false"},
-        {[](Builder& b) { b.addHost("peer", "example.org", 443); }, "m: peer=example.org:443"},
-        {[](Builder& b) { b.addHost("peer", "", -1); }, "m: peer=:-1"},
-        {[](Builder& b) { b.addPtr("p", nullptr); }, "m: p=0000000000000000"},
-        {[](Builder& b) { b.addPtr("p", reinterpret_cast<const void*>(0xABCDEF)); },
-         "m: p=0000000000abcdef"},
-        {[](Builder& b) { b.addTimestamp("at", 1491053109000123L); }, "m: at=2017-04-01T13:25:09"},
-        {[](Builder& b) { b.addWide("w", L"wide"); }, "m: w=wide"},
-        {[](Builder& b) { b.addWide("w", L"").addWide("w", nullptr); }, "m"},
-        {[](Builder& b) { b.addProcessStatus(0); }, "m: status=0"},
-        {[](Builder& b) { b.addProcessStatus(3 << 8); }, "m: status=3"},
-        {[](Builder& b) { b.addProcessStatus(9); }, "m: signal=9"},
-        {[](Builder& b) { b.addProcessStatus(0x80 | 11); }, "m: signal=11"},
-        {[](Builder& b) { b.addProcessStatus((19 << 8) | 0x7f); }, "m"},
-        {[](Builder& b) { b.add("a", "1").addInt("b", 2).add("c", "3"); }, "m: a=1 b=2 c=3"},
+    // The content behind "m: ", or "" for none.
+    const std::pair<std::function<void(Builder&)>, std::string> cases[] = {
+        {[](Builder& b) { b.add("k", "1").add("k", "a b=c"); }, "k=1 k=a b=c"},
+        {[](Builder& b) { b.addInt("n", -9223372036854775807L - 1); }, "n=-9223372036854775808"},
+        {[](Builder& b) { b.addHex("h", 0xDEADBEEF).addBool("f", false); }, "h=deadbeef f=false"},
+        {[](Builder& b) { b.addHost("peer", "", -1); }, "peer=:-1"},
+        {[](Builder& b) { b.addPtr("p", reinterpret_cast<void*>(0xABCDEF)); },
+         "p=0000000000abcdef"},
+        {[](Builder& b) { b.addWide("w", L"").addWide("w", nullptr); }, ""},
+        {[](Builder& b) { b.addProcessStatus(0).addProcessStatus(3 << 8); }, "status=0 status=3"},
+        {[](Builder& b) { b.addProcessStatus(0x80 | 11).addProcessStatus(0x137f); }, "signal=11"},
         // addErrno reads errno before anything it does itself can change it.
-        {[](Builder& b) {
-             errno = 113;
-             b.add("x", "y").addErrno();
-         },
-         "m: x=y errmsg=No route to host errno=113"},
+        {[](Builder& b) { errno = 113, b.add("x", "y").addErrno(); },
+         "x=y errmsg=No route to host errno=113"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [fill, content] : cases) {
         lines_.clear();
-        log(source, QOR_LOGLEVEL_WARN, c.text, c.fill);
-        ASSERT_EQ(lines_.size(), 1u) << c.content;
-        EXPECT_EQ(content_of(lines_[0]), c.content);
+        log(source, QOR_LOGLEVEL_WARN, "m", fill);
+        ASSERT_EQ(lines_.size(), 1u) << content;
+        EXPECT_EQ(content_of(lines_[0]), content.empty() ? "m" : "m: " + content);
     }
-}
-
-TEST_F(LogInputTest, AddEmitterReplacesAndDeletesTheOldOneButNeverItself) {
-    std::vector<std::string> other_lines;
-    int other_destroyed = 0;
-    input_.add_emitter(nullptr);
-    EXPECT_EQ(destroyed_, 0);
-
-    BasicLog::Emitter* other = new CapturingEmitter(&other_lines, &other_destroyed);
-    input_.add_emitter(other);
-    EXPECT_EQ(destroyed_, 1);
-    input_.add_emitter(other);
-    EXPECT_EQ(other_destroyed, 0);
-
-    log(input_.make_source("after"), QOR_LOGLEVEL_ERROR, "to the new one");
-    EXPECT_TRUE(lines_.empty());
-    EXPECT_EQ(other_lines.size(), 1u);
 }
 
 // An emitter that logs through the same input: its thread holds the input's
@@ -166,33 +120,13 @@ TEST_F(LogInputTest, AddEmitterReplacesAndDeletesTheOldOneButNeverItself) {
 TEST_F(LogInputTest, LogCallFromInsideAnEmitterIsDropped) {
     qortest::ChildResult child = qortest::run_in_child([this] {
         BasicLog::Source* source = input_.make_source("reenter");
-        input_.add_emitter(new CapturingEmitter(
-            &lines_, nullptr, [this, source] { log(source, QOR_LOGLEVEL_ERROR, "from inside"); }));
+        input_.add_emitter(new CapturingEmitter(&lines_, nullptr, [this, source](auto&) {
+            log(source, QOR_LOGLEVEL_ERROR, "from inside");
+        }));
         log(source, QOR_LOGLEVEL_ERROR, "outer");
         _exit(lines_.size() == 1 && content_of(lines_[0]) == "outer" ? 0 : 1);
     });
     EXPECT_TRUE(child.exited_with(0)) << child.status;
-}
-
-TEST_F(LogInputTest, LinesFromManyThreadsComeOutWholeAndAllOfThem) {
-    BasicLog::Source* source = input_.make_source("threads");
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([this, source, t] {
-            std::string id = std::to_string(t);
-            for (int i = 0; i < 200; ++i) {
-                log(source, QOR_LOGLEVEL_INFO, "line",
-                    [&id](Builder& b) { b.add("thread", id).add("k", "v"); });
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    ASSERT_EQ(lines_.size(), 800u);
-    for (const std::string& line : lines_) {
-        std::string content = content_of(line);
-        EXPECT_EQ(content.compare(0, 13, "line: thread="), 0) << content;
-        EXPECT_EQ(content.substr(content.size() - 4), " k=v") << content;
-    }
 }
 
 }  // namespace
@@ -227,5 +161,5 @@ TEST_F(LogInputTest, LogMacrosEvaluateNothingWhenTheLevelIsFilteredOut) {
     ASSERT_EQ(lines_.size(), 2u);
     EXPECT_EQ(content_of(lines_[0]), "warned: k=v");
     EXPECT_EQ(content_of(lines_[1]), "site: n=1");
-    EXPECT_EQ(lines_[0].rfind("[WARNING ", 0), 0u);
+    EXPECT_EQ(lines_[0].rfind("[WARNING] ", 0), 0u);
 }

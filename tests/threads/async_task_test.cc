@@ -1,3 +1,4 @@
+// The lifecycle of AsyncTask and the worker loop of DetachedThread.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -15,20 +16,18 @@ class ScriptedTask : public AsyncTask {
   public:
     ScriptedTask(bool step_ok, bool check_moves)
         : AsyncTask("scripted"), step_ok_(step_ok), check_moves_(check_moves) {}
-    STATE state() {
+    // The state as a letter: Created, Running, Stopping, complete (Done) or Failed.
+    char state() {
+        ScopedLock hold(asyncMutex());
         for (STATE s : {ASYNC_CREATED, ASYNC_RUNNING, ASYNC_STOPPING, ASYNC_COMPLETE}) {
-            ScopedLock hold(asyncMutex());
-            if (verifyState(s, hold)) return s;
+            if (verifyState(s, hold)) return "CRSD"[s - ASYNC_CREATED];
         }
-        return ASYNC_FAILED;
+        return 'F';
     }
     int starts = 0, shutdowns = 0, checks = 0;
 
   protected:
-    bool implAsyncStartup(ScopedLock&) override {
-        ++starts;
-        return step_ok_;
-    }
+    bool implAsyncStartup(ScopedLock&) override { return ++starts, step_ok_; }
     void implAsyncShutdown(ScopedLock&) override { ++shutdowns; }
     void implAsyncCheckComplete(ScopedLock& lock) override {
         ++checks;
@@ -56,50 +55,38 @@ class CountingWorker : public Predicate0 {
 
 }  // namespace
 
-// Events: S asyncStartup, D asyncShutdown, C asyncIsComplete. Results: one
-// character per event, '1'/'0' for the bool ones and '-' for asyncShutdown.
+// Events: S asyncStartup, D asyncShutdown, C asyncIsComplete. The outcome:
+// one character per event ('1'/'0' for the bool ones, '-' for asyncShutdown),
+// the state at the end, and the counts of the startup, shutdown and check steps.
 TEST(AsyncTaskTest, FollowsTheTransitionTable) {
-    struct Row {
+    const struct {
         bool step_ok, check_moves;
-        const char* events;
-        const char* results;
-        AsyncTask::STATE end;
-        int starts, shutdowns, checks;
+        const char *events, *outcome;
+    } rows[] = {
+        {false, true, "SC", "01 F 100"},
+        {true, true, "DC", "-1 D 000"},
+        {true, true, "SS", "10 F 100"},
+        {true, true, "SSDC", "10-1 F 100"},  // a failed task ignores shutdown, counts as complete
+        {true, true, "SC", "10 R 100"},
+        {true, true, "SDCC", "1-11 D 111"},
+        {true, false, "SDCC", "1-00 S 112"},
+        {true, true, "SDD", "1-- S 110"},
+        {true, false, "SDS", "1-0 F 110"},
+        {true, true, "SDCS", "1-10 F 111"},
+        {true, true, "DS", "-0 F 000"},
+        {false, true, "SS", "00 F 100"},
     };
-    const Row rows[] = {
-        {true, true, "S", "1", AsyncTask::ASYNC_RUNNING, 1, 0, 0},
-        {false, true, "SC", "01", AsyncTask::ASYNC_FAILED, 1, 0, 0},
-        {true, true, "DC", "-1", AsyncTask::ASYNC_COMPLETE, 0, 0, 0},
-        {true, true, "SS", "10", AsyncTask::ASYNC_FAILED, 1, 0, 0},
-        // A failed task ignores shutdown and counts as complete.
-        {true, true, "SSDC", "10-1", AsyncTask::ASYNC_FAILED, 1, 0, 0},
-        {true, true, "SC", "10", AsyncTask::ASYNC_RUNNING, 1, 0, 0},
-        {true, true, "SD", "1-", AsyncTask::ASYNC_STOPPING, 1, 1, 0},
-        {true, true, "SDCC", "1-11", AsyncTask::ASYNC_COMPLETE, 1, 1, 1},
-        {true, false, "SDCC", "1-00", AsyncTask::ASYNC_STOPPING, 1, 1, 2},
-        {true, true, "SDD", "1--", AsyncTask::ASYNC_STOPPING, 1, 1, 0},
-        {true, false, "SDS", "1-0", AsyncTask::ASYNC_FAILED, 1, 1, 0},
-        {true, true, "SDCS", "1-10", AsyncTask::ASYNC_FAILED, 1, 1, 1},
-        {true, true, "DS", "-0", AsyncTask::ASYNC_FAILED, 0, 0, 0},
-        {false, true, "SS", "00", AsyncTask::ASYNC_FAILED, 1, 0, 0},
-    };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         ScriptedTask task(row.step_ok, row.check_moves);
-        std::string results;
+        std::string outcome;
         for (const char* e = row.events; *e != '\0'; ++e) {
-            if (*e == 'S') results += task.asyncStartup() ? '1' : '0';
-            if (*e == 'C') results += task.asyncIsComplete() ? '1' : '0';
-            if (*e == 'D') {
-                task.asyncShutdown();
-                results += '-';
-            }
+            if (*e == 'S') outcome += task.asyncStartup() ? '1' : '0';
+            if (*e == 'C') outcome += task.asyncIsComplete() ? '1' : '0';
+            if (*e == 'D') outcome += (task.asyncShutdown(), '-');
         }
-        SCOPED_TRACE(row.events);
-        EXPECT_EQ(results, row.results);
-        EXPECT_EQ(task.state(), row.end);
-        EXPECT_EQ(task.starts, row.starts);
-        EXPECT_EQ(task.shutdowns, row.shutdowns);
-        EXPECT_EQ(task.checks, row.checks);
+        outcome += std::string(" ") + task.state() + " " + std::to_string(task.starts) +
+                   std::to_string(task.shutdowns) + std::to_string(task.checks);
+        EXPECT_EQ(outcome, row.outcome) << row.events;
     }
 }
 

@@ -1,6 +1,9 @@
+// The paged pointer queue, its typed front and the locked value.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -18,88 +21,69 @@ class InspectedQueue : public SimplePointerQueue {
     PQPAGE* spare() const { return spare_; }
 };
 
-// Distinct non-null pointers 1, 2, 3, ... that are never dereferenced.
+// Distinct non-null pointers for 0, 1, 2, ... that are never dereferenced.
 void* item(intptr_t n) {
-    return reinterpret_cast<void*>(n);
+    return reinterpret_cast<void*>(n + 1);
 }
 
-// Inserts `count` items numbered from `from`; the next number.
-int insert_run(InspectedQueue& queue, ScopedLock& hold, int from, int count) {
-    for (int i = 0; i < count; ++i) EXPECT_TRUE(queue.insert(item(from + i), hold));
-    return from + count;
+// Moves items numbered [from, to) into or out of the queue, checking the order.
+void insert_run(InspectedQueue& queue, ScopedLock& hold, int from, int to) {
+    for (int i = from; i < to; ++i) EXPECT_TRUE(queue.insert(item(i), hold));
 }
-
-// Extracts `count` items, expecting them numbered from `from`; the next number.
-int extract_run(InspectedQueue& queue, ScopedLock& hold, int from, int count) {
-    for (int i = 0; i < count; ++i) EXPECT_EQ(queue.extract(hold), item(from + i)) << i;
-    return from + count;
+void extract_run(InspectedQueue& queue, ScopedLock& hold, int from, int to) {
+    for (int i = from; i < to; ++i) EXPECT_EQ(queue.extract(hold), item(i)) << i;
 }
 
 }  // namespace
 
-// Each row inserts, extracts, inserts again and extracts one more than it
-// expects to remain; then the pages in the list, the page that took the
-// last insert, and the slots are checked.
+// Each row inserts, extracts, inserts again and shows the pages in the list,
+// whether the last insert went into the first page, and the slots of the last
+// page. Draining the queue then leaves no page in the list and one spare.
 TEST(PointerQueueTest, PagesFillAtTheirEndAndTheSparePageIsReused) {
-    struct Row {
+    // The 31st insert opens a page. An emptied page stays in the list, holding
+    // nothing, until the next extract, and starts again at slot 0; but one used
+    // to its end is full though slots at its front are free. A used-up first
+    // page comes back as the spare. Draining frees all pages but one.
+    const struct {
         int insert1, extract1, insert2;
-        int pages;             // pages in the list before draining
-        bool same_page;        // the last insert went into the first page
-        int tail_first, tail_count;
+        const char* pages;  // "<pages> <tail is the first page> <tail first>+<tail count>"
     } rows[] = {
-        {30, 0, 0, 1, true, 0, 30},
-        {31, 0, 0, 2, false, 0, 1},     // the 31st insert opens a page
-        {30, 30, 1, 1, true, 0, 1},     // an emptied page starts again at slot 0
-        {30, 29, 1, 2, false, 0, 1},    // full at its end though 29 slots are free
-        {45, 44, 20, 2, true, 0, 5},    // the used-up first page came back as the spare
-        {31, 31, 40, 2, true, 0, 10},
-        {90, 0, 0, 3, false, 0, 30},    // draining keeps one page and frees two
+        {30, 0, 0, "1 1 0+30"}, {31, 0, 0, "2 0 0+1"},   {30, 30, 1, "1 1 0+1"},
+        {30, 29, 1, "2 0 0+1"}, {45, 44, 20, "2 1 0+5"}, {31, 31, 40, "2 1 0+10"},
+        {90, 0, 0, "3 0 0+30"}, {30, 30, 0, "1 1 30+0"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         InspectedQueue queue;
         ScopedLock hold(queue);
-        int next_in = insert_run(queue, hold, 1, row.insert1);
+        const int inserted = row.insert1 + row.insert2;
+        insert_run(queue, hold, 0, row.insert1);
         PQPAGE* first_page = queue.head();
-        int next_out = extract_run(queue, hold, 1, row.extract1);
-        next_in = insert_run(queue, hold, next_in, row.insert2);
+        extract_run(queue, hold, 0, row.extract1);
+        insert_run(queue, hold, row.insert1, inserted);
         int pages = 0;
         for (PQPAGE* page = queue.head(); page != nullptr; page = page->next) ++pages;
-        const std::string label = std::to_string(row.insert1) + "/" + std::to_string(row.extract1) +
-                                  "/" + std::to_string(row.insert2);
-        EXPECT_EQ(pages, row.pages) << label;
-        EXPECT_EQ(queue.tail() == first_page, row.same_page) << label;
-        EXPECT_EQ(queue.tail()->first, row.tail_first) << label;
-        EXPECT_EQ(queue.tail()->count, row.tail_count) << label;
-        EXPECT_EQ(queue.tail()->next, nullptr) << label;
-        next_out = extract_run(queue, hold, next_out, next_in - next_out);
-        EXPECT_EQ(queue.extract(hold), nullptr) << label;
-        EXPECT_EQ(queue.head(), nullptr) << label;
-        EXPECT_EQ(queue.tail(), nullptr) << label;
-        EXPECT_NE(queue.spare(), nullptr) << label;
+        const PQPAGE* tail = queue.tail();
+        EXPECT_EQ(std::to_string(pages) + " " + std::to_string(tail == first_page) + " " +
+                      std::to_string(tail->first) + "+" + std::to_string(tail->count),
+                  row.pages)
+            << row.insert1 << "/" << row.extract1 << "/" << row.insert2;
+        EXPECT_EQ(tail->next, nullptr);
+        EXPECT_EQ(queue.has_data(hold), inserted > row.extract1);
+        extract_run(queue, hold, row.extract1, inserted);
+        EXPECT_EQ(queue.extract(hold), nullptr);
+        EXPECT_TRUE(queue.head() == nullptr && queue.tail() == nullptr && queue.spare() != nullptr);
     }
 }
 
-// An emptied page stays in the list until the next extract, holding nothing.
-TEST(PointerQueueTest, EmptyQueueAndEmptiedPagesHoldNoData) {
-    InspectedQueue queue;
-    ScopedLock hold(queue);
-    EXPECT_EQ(queue.extract(hold), nullptr);
-    EXPECT_EQ(queue.head(), nullptr);
-    EXPECT_EQ(queue.tail(), nullptr);
-    EXPECT_FALSE(queue.insert(nullptr, hold));
-    extract_run(queue, hold, 1, insert_run(queue, hold, 1, 30) - 1);
-    EXPECT_NE(queue.head(), nullptr);
-    EXPECT_FALSE(queue.has_data(hold));
-}
-
-TEST(PointerQueueTest, BulkCallsSkipNullsOnInsertAndPadWithNullsOnExtract) {
+TEST(PointerQueueTest, NullIsRefusedBulkCallsSkipItOnInsertAndPadWithItOnExtract) {
     SimplePointerQueue queue;
     ScopedLock hold(queue);
+    EXPECT_FALSE(queue.insert(nullptr, hold));
+    EXPECT_EQ(queue.extract(hold), nullptr);
     void* in[] = {item(1), nullptr, item(2), nullptr};
     EXPECT_EQ(queue.bulk_insert(in, 4, hold), 4);
     for (void* left : in) EXPECT_EQ(left, nullptr);
     EXPECT_EQ(queue.bulk_insert(in, 0, hold), 0);
-
     void* out[5] = {item(9), item(9), item(9), item(9), item(9)};
     EXPECT_EQ(queue.bulk_extract(out, 5, hold), 5);
     const void* expected[] = {item(1), item(2), nullptr, nullptr, nullptr};
@@ -150,10 +134,7 @@ TEST(PointerQueueTest, ManyProducersAndConsumersLoseDoubleAndReorderNothing) {
                 int taken = 0;
                 {
                     ScopedLock hold(queue);
-                    while (taken < kBatch) {
-                        const Item* got = queue.extract(hold);
-                        if (got == nullptr) break;
-                        ++taken;
+                    for (const Item* got; taken < kBatch && (got = queue.extract(hold)); ++taken) {
                         if (got->seq != next_seq[got->producer]++) ++out_of_order;
                         ++seen[got->producer][got->seq];
                     }
@@ -168,9 +149,7 @@ TEST(PointerQueueTest, ManyProducersAndConsumersLoseDoubleAndReorderNothing) {
     EXPECT_EQ(out_of_order.load(), 0);
     for (int p = 0; p < kProducers; ++p) {
         EXPECT_EQ(next_seq[p], kItems) << p;
-        int wrong = 0;
-        for (int count : seen[p]) wrong += count != 1;
-        EXPECT_EQ(wrong, 0) << p;
+        EXPECT_EQ(std::count(seen[p].begin(), seen[p].end(), 1), kItems) << p;
     }
 }
 
@@ -180,8 +159,7 @@ TEST(AtomicValueTest, TestAndSetUnderOneLockAndPredicateWaitsForAValue) {
         ScopedLock hold(value);
         if (value.equals(1, hold)) value.set(2, hold);
     }
-    EXPECT_EQ(value.get(), 2);
-    EXPECT_TRUE(value.equals(2));
+    EXPECT_TRUE(value.get() == 2 && value.equals(2));
     AtomicEqualityTestPredicate<int> is_three(value, 3);
     EXPECT_FALSE(is_three.predicate0());
     std::thread setter([&] { value.set(3); });

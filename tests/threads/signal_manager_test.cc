@@ -1,3 +1,5 @@
+// Signal latching: each case in a child of its own, since signal actions and
+// the current manager are process-wide.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -10,77 +12,54 @@
 
 namespace {
 
-// Writes the numbers it is handed to standard error, "<n>,", and runs
-// `during` inside each call.
+// Writes the numbers it is handed to standard error, "<n>,", runs `during`
+// inside each call, and marks each checkSignals with "|".
 class RecordingManager : public SignalManager {
   public:
     void handleSignal(int signum) override {
         std::fprintf(stderr, "%d,", signum);
         if (during) during(signum);
     }
+    void check() {
+        checkSignals();
+        std::fputs("|", stderr);
+    }
     std::function<void(int)> during;
 };
-
-// Each case runs in a child of its own, since signal actions and the current
-// manager are process-wide; "|" marks each checkSignals.
-void check(RecordingManager& manager) {
-    manager.checkSignals();
-    std::fputs("|", stderr);
-}
 
 }  // namespace
 
 TEST(SignalManagerTest, LatchesSignalsAndDispatchesThemByNumber) {
-    struct Case {
-        const char* name;
+    const struct {
         std::function<void()> body;
         const char* dispatched;
     } cases[] = {
-        {"nothing pending calls nothing",
-         [] {
+        // Repeats count once, lowest number first; numbers outside 0..31 are
+        // ignored, 0 counts; with nothing pending a check calls nothing.
+        {[] {
              RecordingManager manager;
-             manager.catchSignal(SIGUSR1);
-             check(manager);
-         },
-         "|"},
-        {"repeats count once, lowest number first",
-         [] {
-             RecordingManager manager;
-             for (int signum : {SIGUSR2, SIGUSR1, SIGHUP}) manager.catchSignal(signum);
+             for (int signum : {SIGUSR2, SIGUSR1, SIGHUP, -1, 32}) manager.catchSignal(signum);
+             for (int signum : {32, -1, 0}) SignalManager::handler(signum);
              for (int signum : {SIGUSR2, SIGUSR2, SIGUSR1, SIGUSR2, SIGHUP}) raise(signum);
-             check(manager);
-             check(manager);
+             manager.check();
+             manager.check();
          },
-         "1,10,12,||"},
-        {"number 0 counts, numbers outside 0..31 are ignored",
-         [] {
-             RecordingManager manager;
-             manager.catchSignal(-1);
-             manager.catchSignal(32);
-             SignalManager::handler(32);
-             SignalManager::handler(-1);
-             SignalManager::handler(0);
-             check(manager);
-         },
-         "0,|"},
-        // A higher number raised inside handleSignal goes out in the same
+         "0,1,10,12,||"},
+        // Raised inside handleSignal, a higher number goes out in the same
         // check, a lower one in the next, the same one is absorbed.
-        {"signals raised from inside handleSignal",
-         [] {
+        {[] {
              RecordingManager manager;
              for (int signum : {SIGUSR1, SIGUSR2, SIGTERM}) manager.catchSignal(signum);
              manager.during = [](int signum) {
-                 if (signum != SIGUSR2) return;
-                 for (int again : {SIGUSR2, SIGTERM, SIGUSR1}) raise(again);
+                 if (signum == SIGUSR2)
+                     for (int again : {SIGUSR2, SIGTERM, SIGUSR1}) raise(again);
              };
              raise(SIGUSR2);
-             check(manager);
-             check(manager);
-             check(manager);
+             for (int i = 0; i < 3; ++i) manager.check();
          },
          "12,15,|10,||"},
-        {"a second catchSignal installs nothing",
-         [] {
+        // A second catchSignal installs nothing.
+        {[] {
              RecordingManager manager;
              manager.catchSignal(SIGUSR1);
              struct sigaction installed = {};
@@ -92,29 +71,28 @@ TEST(SignalManagerTest, LatchesSignalsAndDispatchesThemByNumber) {
              signal(SIGUSR1, SIG_IGN);
              manager.catchSignal(SIGUSR1);
              raise(SIGUSR1);
-             check(manager);
+             manager.check();
          },
          "|"},
         // The handler fills the manager built last, and nothing once that
         // one is gone; the action stays installed.
-        {"the manager built last is current",
-         [] {
+        {[] {
              RecordingManager older;
              older.catchSignal(SIGUSR1);
              {
                  RecordingManager newer;
                  raise(SIGUSR1);
-                 check(older);
-                 check(newer);
+                 older.check();
+                 newer.check();
              }
              raise(SIGUSR1);
-             check(older);
+             older.check();
          },
          "|10,||"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         qortest::ChildResult child = qortest::run_in_child(c.body);
-        EXPECT_TRUE(child.exited_with(0)) << c.name << " status " << child.status;
-        EXPECT_EQ(child.err, c.dispatched) << c.name;
+        EXPECT_TRUE(child.exited_with(0)) << c.dispatched << " status " << child.status;
+        EXPECT_EQ(child.err, c.dispatched);
     }
 }
