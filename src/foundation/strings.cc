@@ -142,8 +142,8 @@ bool split_string(const std::string& text, std::string& left, std::string& right
                   const std::string& separator) {
     if (&text == &left || &text == &right || &separator == &left || &separator == &right) {
         // Copies, not references: the outputs alias the inputs.
-        const std::string text_copy(text),
-            separator_copy(separator);  // NOLINT(performance-unnecessary-copy-initialization)
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+        const std::string text_copy(text), separator_copy(separator);
         return split_string(text_copy, left, right, separator_copy);
     }
     size_t pos = text.find(separator);

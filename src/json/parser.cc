@@ -89,8 +89,8 @@ JsonParser::JsonParser(const char* text, unsigned int limit)
 // isspace() of the byte as a signed char, from the table that isspace reads.
 bool JsonParser::isSpace(char c) const {
     // The C library's table is indexed from -128 on purpose.
-    return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) !=
-           0;  // NOLINT(bugprone-signed-char-misuse)
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse)
+    return (ctype_[static_cast<int>(static_cast<signed char>(c))] & _ISspace) != 0;
 }
 
 void JsonParser::skipTableSpace(unsigned int& pos) const {
