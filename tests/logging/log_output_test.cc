@@ -117,8 +117,6 @@ TEST(ProcessLogQueue, DirectModeHasNoThreadAndAddReplacesTheEarlyEmitter) {
         static std::vector<std::string> lines_a, lines_b;
         bool ok = BasicLog::logging_startup() && BasicLog::logging_complete() &&
                   BasicLog::logging_shutdown();
-        BasicLog::dump_log();
-        BasicLog::logger_dump();
         BasicLog::add_queued_emitter(new CapturingEmitter(&lines_a, &destroyed));
         CapturingEmitter* b = new CapturingEmitter(&lines_b, &destroyed);
         for (CapturingEmitter* e : {b, b, static_cast<CapturingEmitter*>(nullptr)}) {
