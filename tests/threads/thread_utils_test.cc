@@ -66,10 +66,7 @@ TEST(ThreadNameTest, NamesTheCallingThreadOnlyAndKeepsItForRefusedNames) {
     std::thread worker([&] {
         const char* tries[] = {nullptr, "", "exactly-15-char", "sixteen-chars-xx"};
         thread_setname("before");
-        for (int i = 0; i < 4; ++i) {
-            thread_setname(tries[i]);
-            thread_getname(names[i]);
-        }
+        for (int i = 0; i < 4; ++i) thread_setname(tries[i]), thread_getname(names[i]);
     });
     worker.join();
     EXPECT_THAT(names,
