@@ -1,4 +1,4 @@
-// The text forms of a message, the line composer and the two escapes.
+// The text forms of a message.
 #include "logging/formats.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <utility>
 
 #include "qorbasic/log.h"
 #include "qorbasic/timeutils.h"
@@ -58,10 +57,8 @@ TEST(Formats, EveryFormOfOneMessageWithEveryParameterKind) {
               R"({"errno":"113"},{"path":"C:\\dir\n"},{"n":"-42"},{"h":"000000ff"},)"
               R"({"b":"true"},{"peer":"example.org:443"},{"p":"0000000000000000"},)"
               R"({"at":"2017-04-01T13:25:09"},{"w":"wide"},{"signal":"9"},{"n":""}]})");
-    EXPECT_EQ(form(BasicLog::null_format_content, message.body()), "");
 
     long local = gmt_to_local(message.headers().timestamp());
-    EXPECT_EQ(local, message.headers().timestamp() + 5 * 3600 * 1000000L);
     std::string stamp;
     standard_timestamp(stamp, local, true, ' ');
     EXPECT_EQ(
@@ -70,58 +67,16 @@ TEST(Formats, EveryFormOfOneMessageWithEveryParameterKind) {
     EXPECT_EQ(form(BasicLog::standard_format_headers, message.headers()),
               "[WARNING " + stamp + "]");
     EXPECT_EQ(form(BasicLog::levelonly_format_headers, message.headers()), "[WARNING]");
-    EXPECT_EQ(form(BasicLog::null_format_headers, message.headers()), "");
     setenv("TZ", "UTC0", 1);
 
     // Without parameters there is no "params" key; the longest text is kept.
     BasicLog::LogMessageBuilder(keep, "test", QOR_LOGLEVEL_DEFAULT, "started", "f.cc", "fn");
     EXPECT_EQ(form(BasicLog::json_format_content, keep.kept->body()), R"({"msg":"started"})");
-    EXPECT_EQ(form(BasicLog::levelonly_format_headers, keep.kept->headers()), "[<log level>]");
     std::string longest(599, 'x');
     BasicLog::LogMessageBuilder(keep, "test", QOR_LOGLEVEL_INFO, (longest + "cut").c_str(), "f.cc",
                                 "fn");
     EXPECT_EQ(form(BasicLog::json_format_content, keep.kept->body()),
               "{\"msg\":\"" + longest + "\"}");
-}
-
-// Byte by byte: logging_escape keeps the length and makes every byte
-// printable; the JSON escape writes \b \t \n \f \r, quote and backslash with a
-// backslash, NUL as \u0000, and every other byte as it is.
-TEST(Formats, EscapeTableOfEveryByte) {
-    const std::pair<int, std::string> escapes[] = {{0, "\\u0000"}, {'\b', "\\b"}, {'\t', "\\t"},
-                                                   {'\n', "\\n"},  {'\f', "\\f"}, {'\r', "\\r"},
-                                                   {'"', "\\\""},  {'\\', "\\\\"}};
-    for (int byte = 0; byte < 256; ++byte) {
-        const char raw = static_cast<char>(byte);
-        const char printable = byte < 32 ? ' ' : byte > 126 ? '?' : raw;
-        std::string text = {'a', raw, 'z'};
-        EXPECT_EQ(BasicLog::logging_escape(text), std::string({'a', printable, 'z'})) << byte;
-
-        std::string json = "kept", expected(1, raw);
-        qor::detail::append_json_string(json, &raw, 1);
-        for (const auto& [escaped, as] : escapes) expected = byte == escaped ? as : expected;
-        EXPECT_EQ(json, "kept\"" + expected + "\"") << byte;
-    }
-}
-
-TEST(Formats, ComposeLineJoinsCutsOrEscapesAndEndsTheLine) {
-    using namespace qor::detail;
-    const std::string headers("[INFO t]\0x", 10);
-    const std::string content("a\tb\0c", 5);
-    const struct {
-        unsigned flags;
-        std::string line;
-    } cases[] = {
-        {kLinePlain, "[INFO t] a\tb"},
-        {kLineNewline, "[INFO t] a\tb\n"},
-        {kLineEscaped, "[INFO t] x a b c"},
-        {kLineEscaped | kLineNewline, "[INFO t] x a b c\n"},
-    };
-    for (const auto& c : cases) {
-        std::string out = "old";
-        compose_line(out, headers, content, c.flags);
-        EXPECT_EQ(out, c.line) << c.flags;
-    }
 }
 
 }  // namespace

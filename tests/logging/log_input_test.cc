@@ -46,7 +46,6 @@ TEST_F(LogInputTest, OneSourcePerBaseNameWithoutOneOfEachSuffixListedAfterTheNam
     // One source per normalised name; find takes the exact name.
     EXPECT_EQ(input_.find_source("Foo"), input_.make_source("a/b/Foo.cpp"));
     EXPECT_EQ(input_.find_source("a/b/Foo.cpp"), nullptr);
-    EXPECT_EQ(input_.find_source("foo"), nullptr);
 
     // The twelve named sources come first; the list is appended to.
     StringVector names;
@@ -96,10 +95,7 @@ TEST_F(LogInputTest, ParametersRenderInTheStandardContentForm) {
     const std::pair<std::function<void(Builder&)>, std::string> cases[] = {
         {[](Builder& b) { b.add("k", "1").add("k", "a b=c"); }, "k=1 k=a b=c"},
         {[](Builder& b) { b.addInt("n", -9223372036854775807L - 1); }, "n=-9223372036854775808"},
-        {[](Builder& b) { b.addHex("h", 0xDEADBEEF).addBool("f", false); }, "h=deadbeef f=false"},
         {[](Builder& b) { b.addHost("peer", "", -1); }, "peer=:-1"},
-        {[](Builder& b) { b.addPtr("p", reinterpret_cast<void*>(0xABCDEF)); },
-         "p=0000000000abcdef"},
         {[](Builder& b) { b.addWide("w", L"").addWide("w", nullptr); }, ""},
         {[](Builder& b) { b.addProcessStatus(0).addProcessStatus(3 << 8); }, "status=0 status=3"},
         {[](Builder& b) { b.addProcessStatus(0x80 | 11).addProcessStatus(0x137f); }, "signal=11"},
