@@ -123,9 +123,13 @@ void* crash_thread(void*) {
     return nullptr;
 }
 
-pthread_t start_thread(void* (*body)(void*)) {
+pthread_t start_thread(void* (*body)(void*), size_t stack_size = 0) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (stack_size != 0) pthread_attr_setstacksize(&attributes, stack_size);
     pthread_t thread;
-    pthread_create(&thread, nullptr, body, nullptr);
+    pthread_create(&thread, &attributes, body, nullptr);
+    pthread_attr_destroy(&attributes);
     return thread;
 }
 
@@ -193,6 +197,17 @@ __attribute__((noinline)) void touch_stack() {
 
 // RLIMIT_AS at what is mapped now, then every block malloc can still hand
 // out; the crash comes 40 calls deep, of which the report shows 32.
+// The handler runs on the faulting thread's stack; with none left the
+// kernel ends the process by the fault's own signal, and nothing hangs.
+TEST(PanicReport, ExhaustedThreadStackEndsTheProcess) {
+    Crash crash = crash_in_child([] {
+        pthread_join(
+            start_thread([](void*) { return reinterpret_cast<void*>(recurse(-1)); }, 64 * 1024),
+            nullptr);
+    });
+    EXPECT_TRUE(crash.killed_by(SIGSEGV)) << crash.status;
+}
+
 TEST(PanicReport, WholeReportWhenNoAllocationCanSucceed) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the sanitizer's allocator ends the process when malloc fails";
