@@ -119,16 +119,14 @@ TEST(JsonParser, FlatArraysOfEveryNumberFormParseInLinearTime) {
 }
 
 TEST(JsonParser, StringEscapesDecodeAndBadOnesFail) {
+    // clang-format off
     const std::pair<std::string, std::string> decoded[] = {
-        {R"("\u20ac")", "\xE2\x82\xAC"},
-        {R"("\ud83d")", "\xED\xA0\xBD"},
+        {R"("\u20ac")", "\xE2\x82\xAC"},      {R"("\ud83d")", "\xED\xA0\xBD"},
         {R"("\ud83d\ude00")", "\xED\xA0\xBD\xED\xB8\x80"},
-        {R"("\u12G4")", "\x12"},
-        {R"("\u 41x")", "A"},
-        {R"("\u0x41")", "A"},
-        {R"("\u-001")", ""},
+        {R"("\u12G4")", "\x12"},  {R"("\u 41x")", "A"},  {R"("\u0x41")", "A"},  {R"("\u-001")", ""},
         {R"("\"\/\\\b\f\n\r\t")", "\"/\\\b\f\n\r\t"},
         {"\"tab\there\x01\xff\"", "tab\there\x01\xff"}};
+    // clang-format on
     for (const auto& c : decoded) {
         std::unique_ptr<JsonNode> node(JsonUtil::parse(c.first));
         ASSERT_NE(node, nullptr) << c.first;
@@ -141,16 +139,13 @@ TEST(JsonParser, StringEscapesDecodeAndBadOnesFail) {
 
 TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
     // The text, the limit, and toString of the tree or "<null>".
+    // clang-format off
     const std::tuple<std::string, unsigned long, std::string> cases[] = {
-        {"[12345]6789", 7, "[12345]"},
-        {"12345e7", 3, "123"},
-        {"0x1f", 3, "0x1"},
-        {"[1]", 0, "<null>"},
-        {"\"ab\"", 3, "<null>"},
-        {"\"\\u0041\"", 7, "<null>"},
+        {"[12345]6789", 7, "[12345]"},  {"12345e7", 3, "123"},  {"0x1f", 3, "0x1"},
+        {"[1]", 0, "<null>"},  {"\"ab\"", 3, "<null>"},  {"\"\\u0041\"", 7, "<null>"},
         {std::string("\"a\0b\"", 5), 5, std::string("\"a\0b\"", 5)},
-        {std::string("[1,\0 2]", 7), 7, "<null>"},
-        {std::string("1\0", 2), 2, "<null>"}};
+        {std::string("[1,\0 2]", 7), 7, "<null>"},  {std::string("1\0", 2), 2, "<null>"}};
+    // clang-format on
     for (const auto& [text, limit, result] : cases) {
         std::unique_ptr<JsonNode> node(JsonUtil::limited_parse(text.data(), limit));
         EXPECT_EQ(node ? node->toString() : "<null>", result) << text;
@@ -163,14 +158,15 @@ TEST(JsonParser, LimitEndsTheTextAndNulBytesBeforeItAreText) {
 
 TEST(JsonParser, HashFormSkipsLeadingTextAndKeepsCompleteMembersAndTypedFormsCheckTheType) {
     // The hash before, the text, the result of parse, and the hash after.
+    // clang-format off
     const std::tuple<const char*, const char*, bool, const char*> cases[] = {
-        {"{}", "junk {\"a\":1}", true, R"({"a":1})"},
-        {"{}", R"({"a":1}x)", false, R"({"a":1})"},
+        {"{}", "junk {\"a\":1}", true, R"({"a":1})"},  {"{}", R"({"a":1}x)", false, R"({"a":1})"},
         {R"({"old":1,"a":0})", R"({"a":2,"b":3})", true, R"({"a":2,"b":3,"old":1})"},
         {"{}", R"([{"a":1}])", false, R"({"a":1})"},
         {"{}", R"({"a":1,"b":[1,2,"c":3})", false, R"({"a":1})"},
         {R"({"keep":1})", "[1,2]", false, R"({"keep":1})"},
         {R"({"keep":1})", "{} \n", true, R"({"keep":1})"}};
+    // clang-format on
     EXPECT_EQ(JsonUtil::parseObject("[1]"), nullptr);
     EXPECT_EQ(JsonUtil::parseArray("{}"), nullptr);
     for (const auto& [before, text, ok, after] : cases) {

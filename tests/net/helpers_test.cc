@@ -37,7 +37,6 @@ TEST(SockAddrTest, TextFormsByFamilyAndPortSurvivesNewAddress) {
     reinterpret_cast<sockaddr_in*>(sa.getSA())->sin_port = htons(8080);
     sa = IPAddress("10.0.0.2");
     EXPECT_EQ(sa.toString(), "10.0.0.2:8080");
-    EXPECT_EQ(IPAddress(sa), IPAddress("10.0.0.2"));
     sa = std::string("2001:db8::7");
     EXPECT_EQ(sa.getPort(), 8080);
     reinterpret_cast<sockaddr_in6*>(sa.getSA())->sin6_port = htons(65535);
