@@ -108,7 +108,6 @@ TEST(RawJson, ParsesOnceAndCopiesStayUnparsed) {
     assigned = assigned;
     EXPECT_NE(assigned.parseNode(), tree);
     EXPECT_EQ(assigned, raw);
-    EXPECT_EQ(assigned.toString(), raw.toString());
 }
 
 TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
@@ -132,8 +131,6 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     EXPECT_TRUE(bad.isTruthy());
     EXPECT_EQ(bad.getType(), JSON_NULL);
     EXPECT_FALSE(bad.isNull());
-    EXPECT_EQ(bad.asArray(), nullptr);
-    EXPECT_EQ(bad.getValue(), "");
     std::vector<const JsonNode*> found{&bad};
     EXPECT_EQ(bad.digAll("/a", found), 0u);
     EXPECT_TRUE(found.empty());

@@ -43,16 +43,12 @@ void expect_cases(std::initializer_list<Case> cases) {
 
 TEST(JsonValidatorTest, WholeRunCollectsEveryMessageUnderItsKey) {
     EXPECT_EQ(
-        run(R"({"name":"","port":70000,"mode":"c","addr":"1.2.3","tags":"x"})",
+        run(R"({"name":"","port":70000,"mode":"c"})",
             R"([{"key":"name","type":"string","required":true},)"
             R"({"key":"port","type":"int","min":1,"max":65535},)"
-            R"({"key":"mode","type":"string","one_of":["a","b"]},)"
-            R"({"key":"addr","type":"ip"},{"key":"tags","type":"array"},)"
             R"({"key":"zone","type":"int","required":{"mode":"c"}},{"key":"x","type":"fancy"}])"),
-        R"({"addr":["must be a valid IP address"],"base":["Found invalid type: fancy"],)"
-        R"("mode":["invalid option c"],"name":["can't be blank"],)"
-        R"("port":["can't be greater than 65535"],"tags":["must be an array"],)"
-        R"("zone":["can't be blank"]})");
+        R"({"base":["Found invalid type: fancy"],"name":["can't be blank"],)"
+        R"("port":["can't be greater than 65535"],"zone":["can't be blank"]})");
 }
 
 TEST(JsonValidatorTest, SchemaShapeAndUnknownTypes) {
@@ -89,11 +85,10 @@ TEST(JsonValidatorTest, RequiredIsTrueOrConditionsOnTheDataAndNullIsAbsent) {
         {"{}", R"({"a":""})", true},           {R"({"a":[1]})", R"({"a":{}})", true},
     };
     // clang-format on
-    for (const auto& [data, required, is_required] : cases) {
+    for (const auto& [data, required, is_required] : cases)
         EXPECT_EQ(run(data, R"("type":"int","required":)" + std::string(required)),
                   is_required ? R"({"k":["can't be blank"]})" : "{}")
             << data << " required " << required;
-    }
 }
 
 TEST(JsonValidatorTest, IntAndBoolRules) {
@@ -110,11 +105,10 @@ TEST(JsonValidatorTest, IntAndBoolRules) {
     });
     // "int" wants the canonical decimal text of a value that fits an int, and reads no bounds
     // against anything else.
-    for (const char* text : {"5.0", "+5", "007", "1e3", "0x10", "3000000000", "-0", "2147483648"}) {
+    for (const char* text : {"5.0", "+5", "007", "1e3", "0x10", "3000000000", "-0", "2147483648"})
         EXPECT_EQ(run(std::string(R"({"k":)") + text + "}", R"("type":"int","min":1,"max":2)"),
                   R"({"k":["must be an integer"]})")
             << text;
-    }
 }
 
 TEST(JsonValidatorTest, StringRules) {

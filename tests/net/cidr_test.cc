@@ -63,9 +63,8 @@ TEST(IPCidrTest, IncludesPrefixesNoLongerThanItselfAndNothingOfTheOtherFamily) {
         {"10.0.0.0/8", "10.0.0.0/8", true},    {"10.0.0.0/8", "11.0.0.0/16", false},
         {"10.1.2.3/8", "10.200.0.1/32", true}, {"::/0", "1.2.3.4/32", false},
         {"0.0.0.0/0", "::/0", false}};
-    for (const auto& [outer, inner, included] : cases) {
+    for (const auto& [outer, inner, included] : cases)
         EXPECT_EQ(IPCidr(outer).includes(IPCidr(inner)), included) << outer << " " << inner;
-    }
 }
 
 // Sum joins only neighbours of equal length; superSet finds the longest
@@ -108,9 +107,8 @@ TEST(IPCidrTest, DefaultRouteCoversBothHalvesOfTheSplitRoute) {
         {"0.0.0.0/0", true},    {"0.0.0.0/1", true},   {"128.0.0.0/1", true}, {"0.0.0.0/24", true},
         {"128.0.0.0/2", false}, {"10.0.0.0/8", false}, {"::/0", true},        {"::/64", true},
         {"8000::/1", false},    {"garbage", false}};
-    for (const auto& [net, is_default] : cases) {
+    for (const auto& [net, is_default] : cases)
         EXPECT_EQ(IPCidr(net).isDefaultRouteCIDR(), is_default) << net;
-    }
 }
 
 }  // namespace

@@ -100,12 +100,10 @@ TEST(IPAddressTest, BitOperatorsTakeFamilyAndWidthFromLeftOperand) {
 TEST(IPAddressTest, NetmasksRejectTooLongPrefixesUnknownFamiliesAndGaps) {
     const std::tuple<unsigned, unsigned> refused[] = {
         {AF_INET, 33}, {AF_INET6, 129}, {AF_UNIX, 8}, {0, 0}};
-    for (const auto& [family, prefix] : refused) {
+    for (const auto& [family, prefix] : refused)
         EXPECT_FALSE(IPAddress::makeNetmask(family, prefix).isValid()) << family << "/" << prefix;
-    }
-    for (const char* mask : {"255.0.255.0", "255.255.255.1", "0.255.0.0", "ffff::1", "garbage"}) {
+    for (const char* mask : {"255.0.255.0", "255.255.255.1", "0.255.0.0", "ffff::1", "garbage"})
         EXPECT_EQ(IPAddress(mask).netmaskPrefixLength(), 0) << mask;
-    }
     EXPECT_EQ(IPAddress("ffff:ffff:8000::").netmaskPrefixLength(), 33);
 }
 
@@ -134,9 +132,8 @@ TEST(IPAddressTest, IPv4InIPv6ConversionsRoundTrip) {
     IPAddress loopback("::1");
     EXPECT_TRUE(loopback.toIPv6());
     EXPECT_FALSE(loopback.toIPv4());
-    for (const char* text : {"::fffe:1.2.3.4", "1::ffff:1.2.3.4"}) {
+    for (const char* text : {"::fffe:1.2.3.4", "1::ffff:1.2.3.4"})
         EXPECT_FALSE(IPAddress(text).isIPv4InIPv6()) << text;
-    }
     IPAddress none;
     EXPECT_FALSE(none.toIPv6() || none.toIPv4() || none.v6mapped().isValid());
 }
@@ -158,20 +155,17 @@ TEST(IPAddressTest, MulticastMacAndLinkLocalFollowTheMappingRules) {
         {"224.129.2.3", "01:00:5e:01:02:03"},      {"239.255.255.250", "01:00:5e:7f:ff:fa"},
         {"255.255.255.255", "ff:ff:ff:ff:ff:ff"},  {"ff02::1:ff00:1234", "33:33:ff:00:12:34"}};
     // clang-format on
-    for (const auto& [address, mac] : macs) {
+    for (const auto& [address, mac] : macs)
         EXPECT_EQ(IPAddress(address).multicastMac().toString(), mac) << address;
-    }
-    for (const char* text : {"10.0.0.1", "240.0.0.1", "fe80::1", "bad"}) {
+    for (const char* text : {"10.0.0.1", "240.0.0.1", "fe80::1", "bad"})
         EXPECT_EQ(IPAddress(text).multicastMac(), MACAddress::ZERO) << text;
-    }
     const std::tuple<const char*, const char*> link_locals[] = {
         {"02:11:22:33:44:55", "fe80::11:22ff:fe33:4455"},
         {"00:11:22:33:44:55", "fe80::11:22ff:fe33:4455"},
         {"ff:ff:ff:ff:ff:ff", "fe80::fdff:ffff:feff:ffff"}};
-    for (const auto& [mac, address] : link_locals) {
+    for (const auto& [mac, address] : link_locals)
         EXPECT_EQ(IPAddress::makeIPv6LinkLocal(MACAddress(std::string(mac))).toString(), address)
             << mac;
-    }
 }
 
 }  // namespace

@@ -141,9 +141,8 @@ TEST(FromStandardTimestamp, ReadsWholeSecondsWithTheTSeparatorOnly) {
         {"2017-04-01T13:25:09", 1491053109L * kSecond}};
     // clang-format on
     for (const auto& [text, ticks] : cases) EXPECT_EQ(from_standard_timestamp(text), ticks) << text;
-    for (const char* text : {"1970-01-01 00:00:01", "", "2017-04-01T13:25", "garbage"}) {
+    for (const char* text : {"1970-01-01 00:00:01", "", "2017-04-01T13:25", "garbage"})
         EXPECT_EQ(from_standard_timestamp(text), 0) << text;
-    }
 }
 
 }  // namespace
