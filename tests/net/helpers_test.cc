@@ -79,7 +79,6 @@ TEST(IPUtilsTest, TextHelpersGuessFamilyAndReadPrefixes) {
         EXPECT_EQ(IPUtils::prefixLengthFromCidr(text), prefix) << text;
     EXPECT_THROW(IPUtils::prefixLengthFromCidr("10.0.0.0/x"), std::invalid_argument);
     EXPECT_EQ(IPUtils::prefixLengthFromNetmask("255.255.240.0"), 20);
-    EXPECT_EQ(IPUtils::prefixLengthFromNetmask("garbage"), 0);
     for (const char* text : {"10.0.0.0/8", "::/128"}) EXPECT_TRUE(IPUtils::isCidr(text));
     for (const char* text : {"10.0.0.0", "/8", "10.0.0.0/1234"})
         EXPECT_FALSE(IPUtils::isCidr(text)) << text;
