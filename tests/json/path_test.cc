@@ -23,31 +23,20 @@ std::string describe(const JsonNode* node, const JsonNode* root) {
 TEST(JsonPath, ExampleTableOnTheSampleDocument) {
     const std::string h1 = R"({"id":1,"tag":"x","v":10})", h2 = R"({"id":2,"tag":"y","v":20})",
                       h3 = R"({"id":3,"tag":"x","v":30})";
+    // clang-format off
     std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
-        {"", {kRoot}},
-        {"/", {kRoot}},
-        {"name", {"\"root\""}},
-        {"nest/deep/leaf", {"true"}},
-        {"/nest/", {R"({"deep":{"leaf":true}})"}},
-        {"/list[0]", {h1}},
-        {"/list[1]/v", {"20"}},
-        {"/list[*]", {h1, h2, h3}},
-        {"/list[]", {h1, h2, h3}},
-        {"/list[*]/v", {"10", "20", "30"}},
-        {"/list[tag=x]", {h1, h3}},
-        {"/list[tag=x,id=3]/v", {"30"}},
-        {"/list[tag=*]/id", {"1", "2", "3"}},
-        {"/list[0,tag=x]/id", {"1"}},
-        {"/list[0]v", {"10"}},
-        {"/list[0,]", {h1}},
-        {"/nums[v=]", {"5", "6", "7"}},
-        {"/grid[1][0]", {"3"}},
-        {"/grid[*][1]", {"2", "4"}},
+        {"", {kRoot}},                 {"/", {kRoot}},                {"name", {"\"root\""}},
+        {"nest/deep/leaf", {"true"}},  {"/nest/", {R"({"deep":{"leaf":true}})"}},
+        {"/list[0]", {h1}},            {"/list[1]/v", {"20"}},        {"/list[*]", {h1, h2, h3}},
+        {"/list[]", {h1, h2, h3}},     {"/list[*]/v", {"10", "20", "30"}},
+        {"/list[tag=x]", {h1, h3}},    {"/list[tag=x,id=3]/v", {"30"}},
+        {"/list[tag=*]/id", {"1", "2", "3"}},                         {"/list[0,tag=x]/id", {"1"}},
+        {"/list[0]v", {"10"}},         {"/list[0,]", {h1}},          {"/nums[v=]", {"5", "6", "7"}},
+        {"/grid[1][0]", {"3"}},        {"/grid[*][1]", {"2", "4"}},
         // Paths go through raw children.
-        {"/raw/a[1]/b", {"2"}},
-        {"/raw/a[*]/b", {"1", "2"}},
-        {"/raws[t=y]/t", {"\"y\""}},
+        {"/raw/a[1]/b", {"2"}},        {"/raw/a[*]/b", {"1", "2"}},   {"/raws[t=y]/t", {"\"y\""}},
     };
+    // clang-format on
     const std::vector<std::string> unmatched[] = {
         // absent keys and empty segments
         {"/missing", "/nest/missing/x", "/nest//deep", "/list[*]/missing", "/a/*"},
@@ -119,7 +108,6 @@ TEST(RawJson, ParsesOnceAndCopiesStayUnparsed) {
     assigned = assigned;
     EXPECT_NE(assigned.parseNode(), tree);
     EXPECT_EQ(assigned, raw);
-    EXPECT_EQ(assigned.toString(), raw.toString());
 }
 
 TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
@@ -143,8 +131,6 @@ TEST(JsonNode, NonHashNodesAndInvalidRawTextAnswerLookupsWithDefaults) {
     EXPECT_TRUE(bad.isTruthy());
     EXPECT_EQ(bad.getType(), JSON_NULL);
     EXPECT_FALSE(bad.isNull());
-    EXPECT_EQ(bad.asArray(), nullptr);
-    EXPECT_EQ(bad.getValue(), "");
     std::vector<const JsonNode*> found{&bad};
     EXPECT_EQ(bad.digAll("/a", found), 0u);
     EXPECT_TRUE(found.empty());

@@ -12,9 +12,8 @@ namespace {
 using namespace qor::detail;
 
 TEST(JsonScan, CSpaceIsIsspaceOfTheCLocale) {
-    for (int c = 0; c < 256; ++c) {
+    for (int c = 0; c < 256; ++c)
         EXPECT_EQ(isCSpace(static_cast<char>(c)), std::isspace(c) != 0) << c;
-    }
 }
 
 TEST(JsonScan, FastScansAgreeWithThePlainOnesAtEveryStartAndLength) {
