@@ -86,8 +86,7 @@ TEST(FileWriteTest, LinesEndInLineFeedsTextOnlyWhenAskedBinaryKeepsEveryByteBoth
     EXPECT_EQ(wrote(FileUtils::writeFile(path, "value", false)), "value");
     EXPECT_EQ(wrote(FileUtils::writeBinaryFile(path, data, sizeof data)), std::string(data, 5));
     EXPECT_EQ(wrote(FileUtils::writeBinaryFile(path, nullptr, 0)), "");
-    std::string bytes(10000, '\0');
-    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7);
+    const std::string bytes = std::string(5000, '\xff') + std::string(5000, '\0');
     std::vector<char> back;
     EXPECT_EQ(FileUtils::readBinaryFile(back, tree.file("bytes", bytes)).status, STATUS_SUCCESS);
     EXPECT_EQ(std::string(back.begin(), back.end()), bytes);
@@ -104,14 +103,14 @@ TEST(FileReadTest, TextFileLinesAndFirstLineWithText) {
         Lines lines;
         std::string first;
     } cases[] = {
-        {"", {}, ""},
-        {"a\r\n\r\nb\n", {"a", "", "b"}, "a"},
-        {"no final line feed", {"no final line feed"}, "no final line feed"},
+        // clang-format off
+        {"", {}, ""},  {"a\r\n\r\nb\n", {"a", "", "b"}, "a"},  {"no end", {"no end"}, "no end"},
         {std::string("ab\0cd\nnext\n", 11), {"abnext"}, "abnext"},  // see the line reader
         {"\n   name  \nsecond\n", {"", "   name  ", "second"}, "name"},
         {"\t\x7f value \xff\x80\r\n", {"\t\x7f value \xff\x80"}, "value"},
         {line + "\nafter\n", {line, "after"}, line},
         {"first\n" + huge + "\nafter\n", {"first"}, "first"},
+        // clang-format on
     };
     TempTree tree;
     for (const auto& c : cases) {
@@ -187,9 +186,8 @@ TEST(FileReadTest, FileThatEndsBeforeItsSizeIsAReadFailureWithWhatWasRead) {
 
 TEST(FileReadTest, DiffFileComparesContent) {
     TempTree tree;
-    const std::string base(3000, 'b');
-    std::string changed = base;
-    changed[2900] = 'c';  // beyond the first block
+    // The change lies beyond the first block.
+    const std::string base(3000, 'b'), changed = base.substr(0, 2900) + "c" + base.substr(2901);
     const std::string a = tree.file("a", base), missing = tree.path("missing");
     const std::string e1 = tree.file("e1"), e2 = tree.file("e2"), dir = tree.dir("d");
     const struct {

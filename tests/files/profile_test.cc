@@ -163,7 +163,6 @@ TEST_F(Profiles, DotCurrentSnapshotInEachStateOfDotcurrent) {
         {"names a profile", "  b \n", "b", "b", "Beta"},
         // A missing caption file reads as an empty caption, not the title.
         {"names a profile without caption", "nocap\n", "nocap", "nocap", ""},
-        {"names a missing directory", "ghost\n", "ghost", "ghost", ""},
     };
     for (const auto& c : cases) {
         unlink(dotcurrent().c_str());
