@@ -182,9 +182,6 @@ TEST(WriteConfigTest, RewritesChangedFilesInNormalForm) {
          // clang-format on
          "# Settings of the test daemon\n# indented comment\n\nname=two words # who we are\n"
          "port=9090\ntimeout : 5\nflag=#red\nempty=\ndup=second\ndup=second\n"},
-        // Lines of one key that disagree differ from every map.
-        {"disagreeing duplicates", "dup = first\ndup=second\n", write({{"dup", "second"}}),
-         "dup=second\ndup=second\n"},
         {"CR LF", fixture("crlf.conf"), write({{"host", "example.org"}, {"port", "8080"}}),
          "host=example.org\n# comment\nport=8080\n"},
         {"empty map", "# one\na=1\n\n# two\nb=2\n", write({}), "# one\n\n# two\n"},

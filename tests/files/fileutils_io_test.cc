@@ -8,11 +8,8 @@ using namespace files_test;
 // with its line end and without the NUL the reader puts behind it.
 TEST(LineReaderTest, KeepsLineEndsAndStopsAtTheLimit) {
     const std::string chunk(498, 'a'), longest = std::string(1496, 'x') + "\n";
-    const struct {
-        std::string content;
-        std::size_t max_size;
-        Lines lines;
-    } cases[] = {
+    // Content, limit, lines.
+    const std::tuple<std::string, std::size_t, Lines> cases[] = {
         // clang-format off
         {"a\nb\r\nc", 1000, {"a\n", "b\r\n", "c"}},
         // A carriage return ends a line only at the end of a chunk.
@@ -24,16 +21,16 @@ TEST(LineReaderTest, KeepsLineEndsAndStopsAtTheLimit) {
         // clang-format on
     };
     TempTree tree;
-    for (const auto& c : cases) {
-        FILE* stream = fopen(tree.file("lines", c.content).c_str(), "r");
+    for (const auto& [content, max_size, expected] : cases) {
+        FILE* stream = fopen(tree.file("lines", content).c_str(), "r");
         Lines lines;
         std::string buffer = "stale";
-        while (FileUtils::internal::read_file_line(buffer, stream, c.max_size)) {
+        while (FileUtils::internal::read_file_line(buffer, stream, max_size)) {
             EXPECT_EQ(buffer.back(), '\0');
             lines.push_back(buffer.substr(0, buffer.size() - 1));
         }
         fclose(stream);
-        EXPECT_EQ(lines, c.lines) << testing::PrintToString(c.content.substr(0, 20));
+        EXPECT_EQ(lines, expected) << testing::PrintToString(content.substr(0, 20));
     }
 }
 
@@ -98,11 +95,8 @@ TEST(FileWriteTest, LinesEndInLineFeedsTextOnlyWhenAskedBinaryKeepsEveryByteBoth
 // line above the limit (about 10 MB) ends the reading with success.
 TEST(FileReadTest, TextFileLinesAndFirstLineWithText) {
     const std::string line(1000000, 'y'), huge(10000000, 'x');
-    const struct {
-        std::string content;
-        Lines lines;
-        std::string first;
-    } cases[] = {
+    // Content, lines, first line.
+    const std::tuple<std::string, Lines, std::string> cases[] = {
         // clang-format off
         {"", {}, ""},  {"a\r\n\r\nb\n", {"a", "", "b"}, "a"},  {"no end", {"no end"}, "no end"},
         {std::string("ab\0cd\nnext\n", 11), {"abnext"}, "abnext"},  // see the line reader
@@ -113,20 +107,20 @@ TEST(FileReadTest, TextFileLinesAndFirstLineWithText) {
         // clang-format on
     };
     TempTree tree;
-    for (const auto& c : cases) {
-        const std::string path = tree.file("text", c.content),
-                          name = testing::PrintToString(c.content.substr(0, 30));
+    for (const auto& [content, expected, expected_first] : cases) {
+        const std::string path = tree.file("text", content),
+                          name = testing::PrintToString(content.substr(0, 30));
         Lines lines = {"stale"};
         EXPECT_EQ(FileUtils::readTextFile(lines, path).status, STATUS_SUCCESS);
-        EXPECT_EQ(lines, c.lines) << name;
+        EXPECT_EQ(lines, expected) << name;
         StringVector list;
         list.append("stale");
         EXPECT_EQ(FileUtils::readTextFile(list, path).status, STATUS_SUCCESS);
-        ASSERT_EQ(list.size(), static_cast<int>(c.lines.size())) << name;
-        for (int i = 0; i < list.size(); ++i) EXPECT_EQ(list.fetch(i), c.lines[i]) << name;
+        ASSERT_EQ(list.size(), static_cast<int>(expected.size())) << name;
+        for (int i = 0; i < list.size(); ++i) EXPECT_EQ(list.fetch(i), expected[i]) << name;
         std::string first = "stale";
         EXPECT_EQ(FileUtils::readOneLine(first, path).status, STATUS_SUCCESS);
-        EXPECT_EQ(first, c.first) << name;
+        EXPECT_EQ(first, expected_first) << name;
     }
 }
 
@@ -190,10 +184,7 @@ TEST(FileReadTest, DiffFileComparesContent) {
     const std::string base(3000, 'b'), changed = base.substr(0, 2900) + "c" + base.substr(2901);
     const std::string a = tree.file("a", base), missing = tree.path("missing");
     const std::string e1 = tree.file("e1"), e2 = tree.file("e2"), dir = tree.dir("d");
-    const struct {
-        std::string left, right;
-        bool differ;
-    } cases[] = {
+    const std::tuple<std::string, std::string, bool> cases[] = {
         // clang-format off
         {a, tree.file("same", base), false},     {e1, e2, false},
         {a, tree.file("other", changed), true},  {a, tree.file("short", base.substr(1)), true},
@@ -201,6 +192,6 @@ TEST(FileReadTest, DiffFileComparesContent) {
         {dir, tree.dir("d2"), true},
         // clang-format on
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(FileUtils::diffFile(c.left, c.right), c.differ) << c.left << " " << c.right;
+    for (const auto& [left, right, differ] : cases)
+        EXPECT_EQ(FileUtils::diffFile(left, right), differ) << left << " " << right;
 }

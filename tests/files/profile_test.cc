@@ -153,25 +153,23 @@ TEST_F(Profiles, FromProfiledirFromDotcurrentAndFromCaption) {
 TEST_F(Profiles, DotCurrentSnapshotInEachStateOfDotcurrent) {
     make_profile("b", "Beta\n");
     make_profile("nocap", nullptr);
-    const struct {
-        const char* name;
-        const char* dotcurrent;  // null: no .current
-        const char *value, *dir, *caption;
-    } cases[] = {
-        {"missing", nullptr, "", "", ""},
-        {"blank", "  \n\n", "", "", ""},
-        {"names a profile", "  b \n", "b", "b", "Beta"},
+    // .current (null: none), the profile it names, its caption.
+    const char* const cases[][3] = {
+        {nullptr, "", ""},
+        {"  \n\n", "", ""},
+        {"  b \n", "b", "Beta"},
         // A missing caption file reads as an empty caption, not the title.
-        {"names a profile without caption", "nocap\n", "nocap", "nocap", ""},
+        {"nocap\n", "nocap", ""},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, value, caption] : cases) {
+        const std::string name = text != nullptr ? text : "(none)";
         unlink(dotcurrent().c_str());
-        if (c.dotcurrent != nullptr) write_text(dotcurrent(), c.dotcurrent);
+        if (text != nullptr) write_text(dotcurrent(), text);
         ProfileUtils::DotCurrentProfile snapshot;
-        EXPECT_TRUE(snapshot.is_valid()) << c.name;
-        EXPECT_EQ(c.value, snapshot.dotcurrent_value()) << c.name;
-        EXPECT_EQ(*c.dir == '\0' ? "" : root_ + c.dir, snapshot.currentprofile_dir()) << c.name;
-        EXPECT_EQ(c.caption, snapshot.caption()) << c.name;
+        EXPECT_TRUE(snapshot.is_valid()) << name;
+        EXPECT_EQ(value, snapshot.dotcurrent_value()) << name;
+        EXPECT_EQ(*value == '\0' ? "" : root_ + value, snapshot.currentprofile_dir()) << name;
+        EXPECT_EQ(caption, snapshot.caption()) << name;
     }
     EXPECT_FALSE(std::filesystem::exists(root_ + "nocap/profile_name"));
 }
