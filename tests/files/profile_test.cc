@@ -113,26 +113,23 @@ TEST_F(Profiles, DuplicateAndMissingCaptionsAreNumberedOnDisk) {
 TEST_F(Profiles, FromProfiledirFromDotcurrentAndFromCaption) {
     make_profile("a", "Alpha\n");
     make_profile("n", nullptr);
-    const struct {
-        const char* title;  // null: from_dotcurrent without .current
-        bool valid;
-        std::string path, caption;
-    } cases[] = {
+    // Title (null: from_dotcurrent without .current), valid, path, caption.
+    const std::tuple<const char*, bool, std::string, std::string> cases[] = {
         {"a", true, root_ + "a", "Alpha"},         {"n", true, root_ + "n", "profile"},
         {"missing", false, root_ + "missing", ""}, {"", true, root_, "profile"},
         {nullptr, true, root_, "profile"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [title, valid, path, caption] : cases) {
         unlink((root_ + "profile_name").c_str());
         ProfileInfo info;
-        if (c.title != nullptr) info.from_profiledir(c.title);
-        if (c.title == nullptr) info.from_dotcurrent();
-        EXPECT_EQ(c.valid, info.valid) << c.path;
-        EXPECT_EQ(c.caption, info.caption()) << c.path;
-        EXPECT_EQ(c.valid ? c.path : info.path, info.path);
-        EXPECT_EQ(c.title != nullptr ? c.title : "", info.dir_title()) << c.path;
-        if (c.caption == "profile") {
-            EXPECT_EQ("profile\n", read_all(c.path + "/profile_name")) << c.path;
+        if (title != nullptr) info.from_profiledir(title);
+        if (title == nullptr) info.from_dotcurrent();
+        EXPECT_EQ(valid, info.valid) << path;
+        EXPECT_EQ(caption, info.caption()) << path;
+        EXPECT_EQ(valid ? path : info.path, info.path);
+        EXPECT_EQ(title != nullptr ? title : "", info.dir_title()) << path;
+        if (caption == "profile") {
+            EXPECT_EQ("profile\n", read_all(path + "/profile_name")) << path;
         }
     }
     write_text(dotcurrent(), "\n  a  \n");
