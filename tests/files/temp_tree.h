@@ -90,34 +90,35 @@ class TempTree {
     std::string root_;
 };
 
-// Runs `body` in a forked child and returns its exit status: 0 when body
-// returned true. Failures of gtest assertions in the child do not reach the
-// parent, so the body reports through its result.
-inline int run_in_child(const std::function<bool()>& body) {
+// A forked child that exits with what `body` returns.
+inline pid_t fork_child(const std::function<int()>& body) {
     fflush(nullptr);
     const pid_t pid = fork();
-    if (pid == 0) _exit(body() ? 0 : 1);
+    if (pid == 0) _exit(body());
+    return pid;
+}
+
+// The exit status of child `pid`, 128 + the signal that killed it, or -1.
+inline int exit_status(pid_t pid) {
     int status = 0;
     if (pid < 0 || waitpid(pid, &status, 0) != pid) return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// Runs `body` in a forked child and returns its exit status: 0 when body
+// returned true. Failures of gtest assertions in the child do not reach the
+// parent, so the body reports through its result.
+inline int run_in_child(const std::function<bool()>& body) {
+    return exit_status(fork_child([&] { return body() ? 0 : 1; }));
+}
+
 // Runs body(i) in `count` children at once; true when every child exited
 // with status 0, so each child reports its own failure through its status.
 inline bool children_succeed(int count, const std::function<int(int)>& body) {
-    fflush(nullptr);
     std::vector<pid_t> pids;
-    for (int i = 0; i < count; ++i) {
-        const pid_t pid = fork();
-        if (pid == 0) _exit(body(i));
-        pids.push_back(pid);
-    }
+    for (int i = 0; i < count; ++i) pids.push_back(fork_child([&] { return body(i); }));
     bool all = true;
-    for (pid_t pid : pids) {
-        int status = 0;
-        all = pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) &&
-              WEXITSTATUS(status) == 0 && all;
-    }
+    for (pid_t pid : pids) all = exit_status(pid) == 0 && all;
     return all;
 }
 
