@@ -132,7 +132,7 @@ TEST_F(LogInputTest, LogCallFromInsideAnEmitterIsDropped) {
 TEST_F(LogInputTest, LogMacrosEvaluateNothingWhenTheLevelIsFilteredOut) {
     BasicLog::Source* source = input_.make_source("macros");
     int evaluated = 0;
-    auto counted = [&evaluated](const char* value) {
+    auto counted = [&evaluated](auto value) {
         ++evaluated;
         return value;
     };
@@ -141,19 +141,13 @@ TEST_F(LogInputTest, LogMacrosEvaluateNothingWhenTheLevelIsFilteredOut) {
     EXPECT_EQ(evaluated, 0);
     EXPECT_TRUE(lines_.empty());
 
-    int sources_read = 0;
-    auto source_once = [&]() {
-        ++sources_read;
-        return source;
-    };
     bool branch = false;
     if (branch)
-        QOR_LOG_ERROR(source_once(), "not taken");
+        QOR_LOG_ERROR(counted(source), "not taken");
     else
-        QOR_LOG_WARN(source_once(), "warned").add("k", counted("v"));
+        QOR_LOG_WARN(counted(source), "warned").add("k", counted("v"));
     QOR_LOG_AT_SITE(source, QOR_LOGLEVEL_NOTICE, "site", "f.cc", "fn").addInt("n", 1);
-    EXPECT_EQ(sources_read, 1);
-    EXPECT_EQ(evaluated, 1);
+    EXPECT_EQ(evaluated, 2);  // the source once, the value once
     ASSERT_EQ(lines_.size(), 2u);
     EXPECT_EQ(content_of(lines_[0]), "warned: k=v");
     EXPECT_EQ(content_of(lines_[1]), "site: n=1");
