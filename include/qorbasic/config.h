@@ -78,7 +78,8 @@ QOR_API bool getConfig(std::istream& in, ConfigMap& config, char separator);
 // Makes the file's settings equal `config`, keeping comments, blank lines and
 // other text in place. A missing file counts as empty; it is created only if
 // there is something to write. True when nothing had to change or the file
-// could be opened for writing; a short write is not detected.
+// could be opened for writing; a short write is not detected. A separator
+// of CR, LF or NUL is refused (false, file untouched).
 QOR_API bool writeConfig(const std::string& path, const ConfigMap& config, char separator);
 
 // Sets one key with '=' as separator. Writes nothing when the value is

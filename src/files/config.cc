@@ -165,6 +165,10 @@ static bool line_reader_saw_everything(const std::string& path) {
 }
 
 bool writeConfig(const std::string& path, const ConfigMap& config, char separator) {
+    // A line end or NUL as separator would end the very line it splits: the
+    // line reader of the rewrite and the reader of getConfig would then see
+    // different settings, so such a rewrite could drop or double a setting.
+    if (separator == '\r' || separator == '\n' || separator == '\0') return false;
     FileUtils::ScopedFileLock lock(path);
     if (!lock.is_valid()) {
         return false;

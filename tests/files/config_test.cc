@@ -153,6 +153,8 @@ TEST(ConfigFailureTest, KeysAndValuesThatWouldInjectASettingAreRefused) {
         EXPECT_EQ(0, configutils_writeconfig(path.c_str(), c.first.c_str(), c.second.c_str()));
     }
     EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"role", "user"}, {"a:b", "c"}}, ':'));
+    for (char line_end : {'\r', '\n', '\0'})
+        EXPECT_FALSE(ConfigUtils::writeConfig(path, ConfigMap{{"role", "admin"}}, line_end));
     EXPECT_EQ(text, read_all(path));
 }
 
