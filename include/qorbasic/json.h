@@ -29,7 +29,9 @@
 //   the order the keys came in. Writing is compact: no white space at all.
 // - Nodes come from the library's allocator in pieces of 64 KiB, which go back
 //   to the system when all their nodes are deleted: freeing a whole tree frees
-//   its memory, but a node kept from a freed tree keeps its whole piece.
+//   its memory, but a node kept from a freed tree keeps its whole piece. The
+//   pages of a large tree go back with MADV_FREE, so the resident size of the
+//   process falls when the kernel takes them, not at once.
 // - A RawJson holds text and parses it on first need. Ask isValid() before
 //   reading one; on text that does not parse, reads give null, "", 0 or false.
 #ifndef QORBASIC_JSON_H

@@ -3,6 +3,7 @@
 #ifndef QORBASIC_SRC_JSON_JSON_INTERNAL_H
 #define QORBASIC_SRC_JSON_JSON_INTERNAL_H
 
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -79,6 +80,10 @@ class JsonParser {
 
   private:
     unsigned int slowNumberLength(unsigned int pos) const;
+    unsigned int skipDigits(unsigned int pos) const {
+        return static_cast<unsigned int>(qor::detail::skipDigitsFast(text_ + pos, text_ + limit_) -
+                                         text_);
+    }
     // White space by the locale's table, when it is not the C set.
     void skipTableSpace(unsigned int& pos) const;
     bool isSpace(char c) const;
@@ -96,7 +101,9 @@ class JsonParser {
     struct PendingMember {
         std::string key;
         JsonNode* value;  // owned while pending
+        uint64_t prefix;  // keyPrefix(key), the first step of the sort
     };
+    static uint64_t keyPrefix(const std::string& key);
 
     const char* text_;
     unsigned int limit_;

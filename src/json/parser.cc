@@ -190,7 +190,8 @@ JsonHash* JsonParser::parseObject(unsigned int& pos, unsigned int depth) const {
         std::unique_ptr<JsonNode> value;
         if (!parseKeyAndValue(pos, key, value, depth)) break;
         if (value) {
-            members_.push_back(PendingMember{std::move(key), value.get()});
+            const uint64_t prefix = keyPrefix(key);
+            members_.push_back(PendingMember{std::move(key), value.get(), prefix});
             static_cast<void>(value.release());  // the container owns it now
             if (!atMemberEnd(pos)) break;
         }
@@ -219,16 +220,30 @@ bool keyLess(const std::string& a, const std::string& b) {
 
 }  // namespace
 
+// The first eight bytes of the key as a number that orders as the bytes do,
+// zeros standing in for missing bytes: keys whose numbers differ compare as
+// their numbers, and only keys with equal numbers need the full comparison.
+uint64_t JsonParser::keyPrefix(const std::string& key) {
+    uint64_t prefix = 0;
+    for (size_t i = 0; i < 8; ++i)
+        prefix = (prefix << 8) | (i < key.size() ? static_cast<unsigned char>(key[i]) : 0u);
+    return prefix;
+}
+
 void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
     // Sorted by pointer, not moved: of equal keys the later member lies
     // further on in the stack.
     std::vector<PendingMember*>& order = order_;
     order.clear();
     for (size_t i = mark; i < members_.size(); ++i) order.push_back(&members_[i]);
-    std::sort(order.begin(), order.end(), [](const PendingMember* a, const PendingMember* b) {
+    auto before = [](const PendingMember* a, const PendingMember* b) {
+        if (a->prefix != b->prefix) return a->prefix < b->prefix;
         if (keyLess(a->key, b->key)) return true;
         return !keyLess(b->key, a->key) && a < b;
-    });
+    };
+    // Text that this library wrote has its keys in order already.
+    if (!std::is_sorted(order.begin(), order.end(), before))
+        std::sort(order.begin(), order.end(), before);
     JsonHash::Entries& entries = hash.entries_;
     for (size_t i = 0; i < order.size(); ++i) {
         PendingMember& member = *order[i];
@@ -303,7 +318,11 @@ bool JsonParser::parseString(unsigned int& pos, std::string& out) const {
             qor::detail::findQuoteOrBackslashFast(text_ + p, text_ + limit_) - text_);
         if (p >= limit_) break;
         if (text_[p] == '"') {
-            out.append(text_ + run, p - run);
+            // A string without escapes is made at its exact size in one step.
+            if (out.empty())
+                out = std::string(text_ + run, p - run);
+            else
+                out.append(text_ + run, p - run);
             pos = p + 1;
             return true;
         }
@@ -364,7 +383,9 @@ JsonNum* JsonParser::parseNumber(unsigned int& pos) const {
     unsigned int length = numberLength(pos);
     if (length == 0) return nullptr;
     std::unique_ptr<JsonNum> number(new JsonNum(std::string()));
-    number->text_.assign(text_ + pos, length);
+    // Made at its exact size in one step; an assignment to the empty text
+    // would first double its inline capacity.
+    number->text_ = std::string(text_ + pos, length);
     pos += length;
     return number.release();
 }
@@ -383,7 +404,7 @@ unsigned int JsonParser::numberLength(unsigned int pos) const {
     }
     if (!isDigit(c) && c != '.') return slowNumberLength(pos);
     unsigned int digits = p;
-    while (p < limit_ && isDigit(text_[p])) ++p;
+    p = skipDigits(p);
     unsigned int integerDigits = p - digits;
     if (p < limit_ && integerDigits == 1 && text_[digits] == '0' &&
         (text_[p] == 'x' || text_[p] == 'X')) {
@@ -391,8 +412,7 @@ unsigned int JsonParser::numberLength(unsigned int pos) const {
     }
     unsigned int fractionDigits = 0;
     if (p < limit_ && text_[p] == '.') {
-        unsigned int q = p + 1;
-        while (q < limit_ && isDigit(text_[q])) ++q;
+        unsigned int q = skipDigits(p + 1);
         fractionDigits = q - p - 1;
         if (integerDigits + fractionDigits > 0) p = q;
     }
@@ -400,10 +420,7 @@ unsigned int JsonParser::numberLength(unsigned int pos) const {
     if (p < limit_ && (text_[p] == 'e' || text_[p] == 'E')) {
         unsigned int q = p + 1;
         if (q < limit_ && (text_[q] == '+' || text_[q] == '-')) ++q;
-        if (q < limit_ && isDigit(text_[q])) {
-            while (q < limit_ && isDigit(text_[q])) ++q;
-            p = q;
-        }
+        if (q < limit_ && isDigit(text_[q])) p = skipDigits(q);
     }
     return p - pos;
 }

@@ -10,9 +10,11 @@ namespace qor {
 namespace detail {
 
 // Each thread carves nodes from a chunk of its own, one after the other; a
-// slot is never reused. A chunk counts its live nodes and goes back to the
-// system (after a few kept for reuse by the thread that freed it) when the
-// last of them is deleted, so freeing a whole tree frees its chunks. A node
+// slot is never reused. A chunk counts its live nodes and its memory goes
+// back to the system when the last of them is deleted, so freeing a whole
+// tree frees its chunks: the thread that freed it keeps a few whole for
+// reuse, hands the pages of a bounded number more back with MADV_FREE while
+// it keeps their addresses, and unmaps the rest. A node
 // deleted on another thread costs one atomic decrement, and at most the
 // release of one chunk. Objects larger than kMaxSlabObject, and every object
 // when the slab is off, go to the global operator new instead.
@@ -27,8 +29,10 @@ class NodeSlab {
     // Off in builds with AddressSanitizer and under valgrind, so that both
     // see every node as an allocation of its own.
     static bool enabled();
-    // Chunks that hold nodes or wait for reuse, in the whole process.
+    // Chunks that hold nodes or wait whole for reuse, in the whole process.
     static size_t chunksInUse();
+    // Free chunks whose pages went back to the kernel, kept as addresses.
+    static size_t chunksHandedBack();
 };
 
 }  // namespace detail

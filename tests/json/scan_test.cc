@@ -17,8 +17,9 @@ TEST(JsonScan, CSpaceIsIsspaceOfTheCLocale) {
 }
 
 TEST(JsonScan, FastScansAgreeWithThePlainOnesAtEveryStartAndLength) {
-    const char alphabet[] = {' ', '\t', '\n',   '\v',   '\f',   '\r',   '"', '\\',
-                             'a', '\0', '\x80', '\x08', '\x0e', '\x1f', '!', '\xff'};
+    const char alphabet[] = {' ',  '\t',   '\n', '\v',   '\f',   '\r',   '"',
+                             '\\', 'a',    '\0', '\x80', '\x08', '\x0e', '\x1f',
+                             '!',  '\xff', '0',  '9',    '/',    ':',    '5'};
     std::mt19937 random(17);
     for (int round = 0; round < 3000; ++round) {
         // Mostly one byte, so that runs are long enough for the wide steps.
@@ -33,6 +34,7 @@ TEST(JsonScan, FastScansAgreeWithThePlainOnesAtEveryStartAndLength) {
             ASSERT_EQ(skipCSpaceFast(p, end), skipCSpacePlain(p, end)) << text << " @" << from;
             ASSERT_EQ(findQuoteOrBackslashFast(p, end), findQuoteOrBackslashPlain(p, end))
                 << text << " @" << from;
+            ASSERT_EQ(skipDigitsFast(p, end), skipDigitsPlain(p, end)) << text << " @" << from;
         }
     }
 }
