@@ -1,9 +1,13 @@
 // ProfileInfo and ProfileUtils: the profile records, the path builders and
 // the switch into the current profile.
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <utility>
 
+#include "files/file_handles.h"
 #include "files/profile_paths.h"
 #include "qorbasic/files.h"
 #include "qorbasic/guards.h"
@@ -48,6 +52,25 @@ bool is_profile_dir_name(const std::string& name) {
     return !name.empty() && name[0] != '.';
 }
 
+// Writes `text` and a line end as the whole content of a file in the
+// profiles tree, where other users may place names. A symbolic or hard link,
+// or anything but a regular file, at the path is refused, so that a daemon
+// never writes through it into a file elsewhere. A `mode` other than 0 is set
+// on the open file, not by the path; where the caller may not set it, it must
+// be right already.
+bool write_profile_file(const std::string& path, const QRSTR& text, mode_t mode = 0) {
+    using FileUtils::internal::write_all;
+    FileUtils::internal::UniqueFd fd(FileUtils::internal::open_file(
+        path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
+    struct stat info;
+    if (!fd.valid() || fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode) ||
+        info.st_nlink != 1 || ftruncate(fd.get(), 0) != 0)
+        return false;
+    if (!write_all(fd.get(), text.ptr(), strlen(text.ptr())) || !write_all(fd.get(), "\n", 1))
+        return false;
+    return mode == 0 || fchmod(fd.get(), mode) == 0 || (info.st_mode & 07777) == mode;
+}
+
 std::string caption_file(const std::string& root, const std::string& dir_title) {
     std::string path;
     FileUtils::join_filename(path, root, dir_title, kProfileNameFile);
@@ -66,7 +89,7 @@ bool resolve_caption(std::string& caption, const std::string& dir) {
     if (FileUtils::readOneLine(caption, file).is_success() && !caption.empty()) {
         return true;
     }
-    if (!FileUtils::writeFile(file, kUnnamedCaption, true).is_success()) {
+    if (!write_profile_file(file, kUnnamedCaption)) {
         return false;
     }
     caption = kUnnamedCaption;
@@ -100,7 +123,7 @@ bool accept_with_new_captions(const std::vector<NamedDir>& pending, const std::s
     for (const NamedDir& dir : pending) {
         std::string caption;
         unique_caption(caption, dir.caption, captions);
-        if (!FileUtils::writeFile(caption_file(root, dir.dir_title), caption, true).is_success()) {
+        if (!write_profile_file(caption_file(root, dir.dir_title), caption)) {
             return false;
         }
         captions.append(caption);
@@ -338,11 +361,8 @@ bool write_dot_current(const QRSTR& dir_title) {
     }
     std::string path;
     dotcurrent_path(path);
-    if (!FileUtils::writeFile(path, dir_title, true).is_success()) {
-        return false;
-    }
     // Daemons of other users rewrite .current too.
-    return FileUtils::setAccess(path, FileUtils::ACCESSMODE_RW_ALL).is_success();
+    return write_profile_file(path, dir_title, FileUtils::ACCESSMODE_RW_ALL);
 }
 
 DotCurrentProfile::DotCurrentProfile()

@@ -1,4 +1,7 @@
 // Tests of profiles: listing, captions, the current profile and refused names.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <set>
 
 #include "files/profile_paths.h"
@@ -278,4 +281,29 @@ TEST_F(Profiles, NamesThatAreNotOnePathComponentAreRefused) {
     std::string conf;
     EXPECT_TRUE(ProfileUtils::set_current_profile(conf));
     EXPECT_EQ(real(root_ + "a"), cwd());
+}
+
+// Links planted in the profiles tree are never written through: what they
+// lead to is neither created nor changed. A plain .current is made mode 0666.
+TEST_F(Profiles, LinksInTheTreeAreNeverWrittenThrough) {
+    const std::string outside = dir_.dir("outside"), kept = outside + "/kept";
+    write_text(kept, "keep me\n");
+    make_profile("a", nullptr);
+    ASSERT_EQ(0, symlink((outside + "/made").c_str(), caption_file("a").c_str()));
+    std::vector<ProfileInfo*> list;
+    ClearVectorPolicy<ProfileInfo> free_list(list);
+    ProfileInfo::load_profiles(list);
+    EXPECT_FALSE(exists_no_follow(outside + "/made"));
+    for (bool symbolic : {true, false}) {
+        ASSERT_EQ(0, symbolic ? symlink(kept.c_str(), dotcurrent().c_str())
+                              : link(kept.c_str(), dotcurrent().c_str()));
+        EXPECT_FALSE(ProfileUtils::write_dot_current("a")) << symbolic;
+        EXPECT_EQ("keep me\n", read_all(kept)) << symbolic;
+        ASSERT_EQ(0, unlink(dotcurrent().c_str()));
+    }
+    struct stat info;
+    EXPECT_TRUE(ProfileUtils::write_dot_current("a"));
+    ASSERT_EQ(0, stat(dotcurrent().c_str(), &info));
+    EXPECT_EQ(0666u, info.st_mode & 0777);
+    EXPECT_EQ("a\n", read_all(dotcurrent()));
 }
