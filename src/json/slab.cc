@@ -79,7 +79,7 @@ struct ThreadSlab {
     uint32_t carved;  // nodes carved from `current`
     unsigned keptCount;
     Chunk* kept[kKeptChunks];
-    // Chunks whose pages were handed back; the array comes from malloc on
+    // Chunks whose pages were handed back; the array comes from the heap on
     // first need, so that the thread's fixed block stays small.
     unsigned lazyCount;
     Chunk** lazy;
@@ -101,7 +101,7 @@ Chunk* takeLazy(ThreadSlab& t) {
 // false when the thread keeps enough of them or the kernel lacks MADV_FREE.
 bool keepLazily(ThreadSlab& t, Chunk* chunk) {
     if (t.lazyCount >= kLazyChunks) return false;
-    if (!t.lazy) t.lazy = static_cast<Chunk**>(malloc(kLazyChunks * sizeof(Chunk*)));
+    if (!t.lazy) t.lazy = new (std::nothrow) Chunk*[kLazyChunks];
     if (!t.lazy || madvise(chunk, kChunkSize, MADV_FREE) != 0) return false;
     t.lazy[t.lazyCount++] = chunk;
     chunksLazy.fetch_add(1, std::memory_order_relaxed);
@@ -121,7 +121,7 @@ struct ThreadSlabExit {
         }
         while (t.keptCount > 0) unmapChunk(t.kept[--t.keptCount]);
         while (t.lazyCount > 0) unmapChunk(takeLazy(t));
-        free(t.lazy);
+        delete[] t.lazy;
         t.lazy = nullptr;
     }
 };
