@@ -163,10 +163,15 @@ bool JsonParser::parseKeyAndValue(unsigned int& pos, std::string& key,
     if (text_[pos] == '}') return true;  // {} and a comma before the brace
     if (text_[pos] != '"') return false;
     if (!parseString(pos, key)) return false;
-    // Whatever stands between the key and the next colon is passed over.
-    const void* colon = pos < limit_ ? memchr(text_ + pos, ':', limit_ - pos) : nullptr;
-    if (!colon) return false;
-    pos = static_cast<unsigned int>(static_cast<const char*>(colon) - text_) + 1;
+    // Whatever stands between the key and the next colon is passed over;
+    // mostly the colon follows at once.
+    if (pos < limit_ && text_[pos] == ':') {
+        ++pos;
+    } else {
+        const void* colon = pos < limit_ ? memchr(text_ + pos, ':', limit_ - pos) : nullptr;
+        if (!colon) return false;
+        pos = static_cast<unsigned int>(static_cast<const char*>(colon) - text_) + 1;
+    }
     skipWhiteSpace(pos);
     if (pos >= limit_) return false;
     value.reset(parseValue(pos, depth));
@@ -207,15 +212,14 @@ JsonHash* JsonParser::parseObject(unsigned int& pos, unsigned int depth) const {
 
 namespace {
 
-// Byte order of unsigned bytes, as std::less<std::string>; inline, as keys
-// mostly differ within their first bytes.
-bool keyLess(const std::string& a, const std::string& b) {
-    const size_t common = a.size() < b.size() ? a.size() : b.size();
-    for (size_t i = 0; i < common; ++i) {
-        if (a[i] != b[i])
-            return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
-    }
-    return a.size() < b.size();
+// Byte order of two keys with equal prefixes (see keyPrefix), as a negative,
+// zero or positive number: their first bytes, up to eight, are equal.
+int keyCompareBehindPrefix(const std::string& a, const std::string& b) {
+    const size_t common = std::min(a.size(), b.size());
+    const size_t from = std::min<size_t>(common, 8);
+    const int bytes = memcmp(a.data() + from, b.data() + from, common - from);
+    if (bytes != 0) return bytes;
+    return a.size() < b.size() ? -1 : a.size() > b.size() ? 1 : 0;
 }
 
 }  // namespace
@@ -238,8 +242,8 @@ void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
     for (size_t i = mark; i < members_.size(); ++i) order.push_back(&members_[i]);
     auto before = [](const PendingMember* a, const PendingMember* b) {
         if (a->prefix != b->prefix) return a->prefix < b->prefix;
-        if (keyLess(a->key, b->key)) return true;
-        return !keyLess(b->key, a->key) && a < b;
+        const int order = keyCompareBehindPrefix(a->key, b->key);
+        return order != 0 ? order < 0 : a < b;
     };
     // Text that this library wrote has its keys in order already.
     if (!std::is_sorted(order.begin(), order.end(), before))
@@ -249,7 +253,8 @@ void JsonParser::settleMembers(size_t mark, JsonHash& hash) const {
         PendingMember& member = *order[i];
         std::unique_ptr<JsonNode> value(member.value);
         member.value = nullptr;
-        if (i + 1 < order.size() && order[i + 1]->key == member.key)
+        if (i + 1 < order.size() && order[i + 1]->prefix == member.prefix &&
+            keyCompareBehindPrefix(order[i + 1]->key, member.key) == 0)
             continue;  // a later equal key wins
         entries.emplace_hint(entries.end(), std::move(member.key), value.get());
         static_cast<void>(value.release());  // the container owns it now
